@@ -1,0 +1,31 @@
+# make run   - install what is missing, build, start the console
+# make test  - install what is missing, build, run every test
+BUILD_DIR ?= build
+BUILD_TYPE ?= RelWithDebInfo
+SANITIZE ?= OFF
+CTEST_ARGS ?=
+
+.PHONY: all setup configure build run test bench clean
+
+all: build
+
+setup:
+	scripts/setup.sh
+
+configure: setup
+	cmake -S . -B $(BUILD_DIR) -G Ninja -DCMAKE_BUILD_TYPE=$(BUILD_TYPE) -DTAVROKVM_SANITIZE=$(SANITIZE)
+
+build: configure
+	cmake --build $(BUILD_DIR)
+
+run: build
+	scripts/run-console.sh $(BUILD_DIR)
+
+test: build
+	scripts/run-tests.sh $(BUILD_DIR) $(CTEST_ARGS)
+
+bench: build
+	$(BUILD_DIR)/bin/tavrokvm-bench
+
+clean:
+	rm -rf $(BUILD_DIR)

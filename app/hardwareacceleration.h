@@ -1,0 +1,41 @@
+#pragma once
+
+#include <QDebug>
+#include <QList>
+#include <QVideoFrameFormat>
+
+#include "platform/acceleration.h"
+
+// Sets the multimedia back end's acceleration switches before any multimedia object exists,
+// and names the pixel formats that decode and render without a CPU conversion.
+class HardwareAcceleration
+{
+public:
+    HardwareAcceleration() = delete;
+
+    inline static const QList<QVideoFrameFormat::PixelFormat> HARDWARE_ACCELERATED_FORMATS = {
+        QVideoFrameFormat::Format_YUV420P, QVideoFrameFormat::Format_NV12,
+        QVideoFrameFormat::Format_NV21,    QVideoFrameFormat::Format_UYVY,
+        QVideoFrameFormat::Format_YUYV,    QVideoFrameFormat::Format_Jpeg};
+
+    // Safe to call again later: the same values are set once more.
+    static void forceEnableHardwareAcceleration()
+    {
+        qDebug() << "[HardwareAcceleration] === 强制启用硬件加速 ===";
+        for (const char *name :
+             {"QT_MULTIMEDIA_HARDWARE_ACCELERATION", "QT_MULTIMEDIA_USE_HARDWARE_DECODER",
+              "QT_MULTIMEDIA_USE_HARDWARE_ENCODER", "QT_MULTIMEDIA_USE_HARDWARE_RENDERER"})
+            qputenv(name, "1");
+        setPlatformSpecificAcceleration();
+        qDebug() << "[HardwareAcceleration] 硬件加速已强制启用";
+        qDebug() << "==========================================";
+    }
+
+    static void setPlatformSpecificAcceleration()
+    {
+        const PlatformAcceleration platform = platformAcceleration();
+        for (const QByteArray &name : platform.variables)
+            qputenv(name.constData(), "1");
+        qDebug().noquote() << platform.logLine;
+    }
+};

@@ -1,0 +1,103 @@
+// Draws the program's own icons into PNG files at build time, so the resource bundle needs
+// no binary files in the repository. Usage: tavrokvm-icongen <output-folder>
+#include <QDir>
+#include <QImage>
+#include <QPainter>
+#include <QPainterPath>
+#include <QString>
+
+#include <cstdio>
+#include <functional>
+
+namespace {
+
+const QColor kGreen(0x00, 0xc8, 0x53);
+const QColor kLight(0xe0, 0xe0, 0xe0);
+
+bool drawIcon(const QString &path, int size, const std::function<void(QPainter &, int)> &draw)
+{
+    QImage image(size, size, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    {
+        QPainter painter(&image);
+        painter.setRenderHint(QPainter::Antialiasing);
+        draw(painter, size);
+    }
+    if (!image.save(path, "PNG")) {
+        std::fprintf(stderr, "icongen: cannot write %s\n", qPrintable(path));
+        return false;
+    }
+    return true;
+}
+
+// A monitor with a keyboard in front of it: the console of a remote machine.
+void drawKvm(QPainter &p, int s)
+{
+    const qreal u = s / 128.0;
+    p.setPen(Qt::NoPen);
+    p.setBrush(QColor(0x23, 0x23, 0x23));
+    p.drawRoundedRect(QRectF(4 * u, 4 * u, 120 * u, 120 * u), 24 * u, 24 * u);
+    p.setBrush(kLight);
+    p.drawRoundedRect(QRectF(20 * u, 20 * u, 88 * u, 58 * u), 6 * u, 6 * u);
+    p.setBrush(kGreen);
+    p.drawRect(QRectF(26 * u, 26 * u, 76 * u, 46 * u));
+    p.setBrush(kLight);
+    p.drawRect(QRectF(58 * u, 78 * u, 12 * u, 8 * u));
+    p.drawRoundedRect(QRectF(22 * u, 90 * u, 84 * u, 20 * u), 4 * u, 4 * u);
+    p.setBrush(QColor(0x23, 0x23, 0x23));
+    for (int row = 0; row < 2; ++row)
+        for (int col = 0; col < 8; ++col)
+            p.drawRect(QRectF((27 + col * 10) * u, (93 + row * 8) * u, 7 * u, 5 * u));
+}
+
+void drawUsb(QPainter &p, int s)
+{
+    const qreal u = s / 48.0;
+    QPen pen(kLight, 3 * u, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin);
+    p.setPen(pen);
+    p.drawLine(QPointF(24 * u, 8 * u), QPointF(24 * u, 40 * u));
+    p.drawPolyline(
+        QPolygonF({QPointF(24 * u, 30 * u), QPointF(14 * u, 22 * u), QPointF(14 * u, 16 * u)}));
+    p.drawPolyline(
+        QPolygonF({QPointF(24 * u, 26 * u), QPointF(34 * u, 18 * u), QPointF(34 * u, 14 * u)}));
+    p.setPen(Qt::NoPen);
+    p.setBrush(kLight);
+    p.drawEllipse(QPointF(24 * u, 40 * u), 4 * u, 4 * u);
+    p.drawEllipse(QPointF(14 * u, 14 * u), 3 * u, 3 * u);
+    p.drawRect(QRectF(31 * u, 9 * u, 6 * u, 6 * u));
+    QPainterPath arrow;
+    arrow.moveTo(24 * u, 2 * u);
+    arrow.lineTo(19 * u, 10 * u);
+    arrow.lineTo(29 * u, 10 * u);
+    arrow.closeSubpath();
+    p.drawPath(arrow);
+}
+
+std::function<void(QPainter &, int)> dot(const QColor &colour)
+{
+    return [colour](QPainter &p, int s) {
+        p.setPen(Qt::NoPen);
+        p.setBrush(colour);
+        p.drawEllipse(QRectF(s * 0.2, s * 0.2, s * 0.6, s * 0.6));
+    };
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    if (argc != 2) {
+        std::fprintf(stderr, "usage: tavrokvm-icongen <output-folder>\n");
+        return 2;
+    }
+    const QString folder = QString::fromLocal8Bit(argv[1]);
+    QDir().mkpath(folder);
+
+    bool ok = true;
+    ok &= drawIcon(folder + "/kvm.png", 256, drawKvm);
+    ok &= drawIcon(folder + "/usb.png", 48, drawUsb);
+    ok &= drawIcon(folder + "/dot_green.png", 16, dot(kGreen));
+    ok &= drawIcon(folder + "/dot_gray.png", 16, dot(QColor(0x80, 0x80, 0x80)));
+    ok &= drawIcon(folder + "/transparent.png", 16, [](QPainter &, int) {});
+    return ok ? 0 : 1;
+}
