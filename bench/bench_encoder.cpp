@@ -1,0 +1,1 @@
+// Encoder throughput (being written).

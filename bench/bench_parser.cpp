@@ -1,0 +1,1 @@
+// Parser throughput (being written).

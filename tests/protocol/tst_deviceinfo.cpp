@@ -1,0 +1,7 @@
+#include <QTest>
+class TestPlaceholder_deviceinfo : public QObject
+{
+    Q_OBJECT
+};
+QTEST_APPLESS_MAIN(TestPlaceholder_deviceinfo)
+#include "tst_deviceinfo.moc"
