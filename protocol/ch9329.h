@@ -1,1 +1,49 @@
 #pragma once
+
+#include <cstdint>
+
+// Encoder of the keyboard-and-mouse chip's serial frames: the general keyboard frame
+// (command 0x02, 14 bytes) and the absolute mouse frame (command 0x04, 13 bytes).
+// The held-keys report and the latched picture size are process-wide state shared by every
+// box and keyboard source. GUI thread only; no allocation.
+
+// Protocol codes: only 0 is encoded; 1 (vendor protocol) gives -3, anything else -4.
+inline constexpr int kProtocolCh9329 = 0;
+inline constexpr int kProtocolTkV1 = 1;
+
+inline constexpr int kCh9329KeyFrameSize = 14;
+inline constexpr int kCh9329MouseFrameSize = 13;
+
+// Updates the held keys for one event (action 0 press, 1 release; other values only re-emit)
+// and writes the 14-byte keyboard frame to `out`. Returns 0, -1 for a null `out`, -3 / -4 for
+// a refused protocol; on a negative result neither the state nor `out` changes.
+int key_convert(int protocol, int key, int action, uint8_t *out);
+
+// Writes the 13-byte absolute mouse frame for `point` {x, y} inside `screenSize` {w, h}.
+// Mode 0 latches a non-zero size; other modes scale by the size latched earlier (0 when none).
+// Returns 0, -1 for a null `point`/`out`, -2 in mode 0 without any latched size, -3 / -4 for a
+// refused protocol (a size latched in the same call stays latched).
+int coord_convert(int protocol, int coordMode, const uint16_t *screenSize, const uint16_t *point,
+                  uint8_t buttons, uint8_t wheel, uint8_t *out);
+
+// HID usage of a key code (shifted characters first become their unshifted key); 0 for none.
+uint8_t ch9329_kb_hid_mapping(int key);
+// Unshifted partner of a shifted character ("!" -> "1"), or -1 when it has none.
+int get_shift_origin_val(int key);
+// 1 for Shift, Control, Meta and Alt key codes, else 0.
+int is_control_key(int key);
+void ch9329_kb_set_ctrl(int key);
+void ch9329_kb_clr_ctrl(int key);
+// Sum of `len` bytes modulo 256; 0 when `len` < 1.
+uint8_t ch9329_proto_sum(const uint8_t *buf, int len);
+
+// The chip always reports left-side modifiers; these entry points exist and do nothing.
+void set_shift_key_side(int side);
+void set_win_key_side(int side);
+void set_alt_key_side(int side);
+void set_ctrl_key_side(int side);
+void uart_print_system_info();
+
+// Back to the state of a fresh process: no modifiers, no keys, no latched size.
+// Only for tests, which need each case to start from a known report.
+void ch9329_reset_state_for_tests();

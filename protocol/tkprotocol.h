@@ -32,6 +32,15 @@ public:
         ReplyDeviceInfo = 0x81,
     };
 
+    // Bytes before the payload (magic .. payload length); parsing starts once this many are in.
+    static constexpr int HeaderSize = 17;
+    // Header plus checksum: a packet is PacketOverhead + N bytes long.
+    static constexpr int PacketOverhead = 21;
+    // Largest payload length a header may announce. Real payloads are a few hundred bytes at
+    // most; a larger N can only come from corrupt or foreign bytes, and waiting for that many
+    // bytes would stall the link, so such a header is skipped like a checksum mismatch.
+    static constexpr quint32 MaxPayloadLength = 64 * 1024;
+
     static quint32 mcAddChecksum(const quint8 *data, quint32 length);
 
     static QByteArray createDeviceInfoQueryPacket(quint32 seq);
@@ -43,17 +52,22 @@ public:
     static QByteArray buildPacket(quint16 command, const QByteArray &payload, quint32 seq);
 
     // Takes the first valid packet out of `buffer` and returns true; false when no complete
-    // valid packet is buffered yet (garbage before a magic is dropped, partial packets stay).
+    // valid packet is buffered yet. Bytes before the first candidate magic are dropped; a
+    // partial candidate stays for the next call; fewer than HeaderSize bytes are left alone.
+    // A candidate whose checksum fails, or whose payload length exceeds MaxPayloadLength,
+    // loses its first byte and the search goes on. Skipping costs one pass over the bytes
+    // skipped; each candidate costs one pass over its announced length.
     static bool tryConsumeOnePacket(QByteArray &buffer, TkPacket &packet);
 
-    // Human-readable text of an information record (multi-line).
+    // Human-readable text of an information record: lines joined by '\n', no trailing line
+    // feed; "(无数据)" for an empty record. Any byte sequence yields a text.
     static QString formatDeviceInfoPayload(const QByteArray &payload);
 
     static void updateGlobalDeviceInfoCache(const QByteArray &payload);
     static void clearGlobalDeviceInfoCache();
     static QByteArray globalCachedDeviceInfoPayload();
-    static int globalCachedUdiskDir();       // -1 unknown
-    static int globalCachedMouseAutoMove();  // -1 unknown
+    static int globalCachedUdiskDir();                              // -1 unknown
+    static int globalCachedMouseAutoMove();                         // -1 unknown
     static int udiskDirFromPayload(const QByteArray &payload);      // byte 24, or -1
     static int mouseAutoMoveFromPayload(const QByteArray &payload); // byte 109, or -1
 };
