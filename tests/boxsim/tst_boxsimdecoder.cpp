@@ -1,0 +1,771 @@
+#include <QCommandLineParser>
+#include <QTest>
+
+#include "boxoptions.h"
+#include "boxsimulator.h"
+#include "hidtarget.h"
+#include "protocol/ch9329.h"
+#include "protocol/tkprotocol.h"
+
+Q_DECLARE_METATYPE(BoxOptions)
+
+namespace {
+
+QByteArray hex(const char *text)
+{
+    return QByteArray::fromHex(QByteArray(text)); // blanks are skipped
+}
+
+QString hexText(const QByteArray &bytes)
+{
+    return QString::fromLatin1(bytes.toHex(' ').toUpper());
+}
+
+// A CH9329 frame written out field by field, independent of the console's encoder.
+QByteArray frame(quint8 command, const QByteArray &data)
+{
+    QByteArray bytes = hex("57 AB 00");
+    bytes += char(command);
+    bytes += char(data.size());
+    bytes += data;
+    quint8 sum = 0;
+    for (char byte : bytes)
+        sum = quint8(sum + quint8(byte));
+    return bytes + char(sum);
+}
+
+QByteArray keyboardFrame(quint8 modifiers, const QByteArray &keys = QByteArray())
+{
+    QByteArray data(8, '\0');
+    data[0] = char(modifiers);
+    for (int i = 0; i < keys.size() && i < 6; ++i)
+        data[2 + i] = keys.at(i);
+    return frame(0x02, data);
+}
+
+QByteArray mouseFrame(quint8 buttons, int x, int y, quint8 wheel, quint8 report = 0x02)
+{
+    QByteArray data;
+    data += char(report);
+    data += char(buttons);
+    data += char(x & 0xFF);
+    data += char(x >> 8);
+    data += char(y & 0xFF);
+    data += char(y >> 8);
+    data += char(wheel);
+    return frame(0x04, data);
+}
+
+BoxOptions testOptions()
+{
+    BoxOptions options;
+    options.link = QStringLiteral("/tmp/tk-test");
+    options.seed = 7;
+    return options;
+}
+
+// The event lines of the outputs; "frame" lines only when asked for.
+QStringList eventLines(const QVector<BoxOutput> &outputs, bool withFrames = false)
+{
+    QStringList lines;
+    for (const BoxOutput &output : outputs) {
+        if (output.kind != BoxOutput::Event)
+            continue;
+        const QString line = QString::fromUtf8(output.line).trimmed();
+        if (withFrames || !line.startsWith(QLatin1String("{\"event\":\"frame\"")))
+            lines << line;
+    }
+    return lines;
+}
+
+QStringList eventNames(const QVector<BoxOutput> &outputs)
+{
+    QStringList names;
+    for (const BoxOutput &output : outputs) {
+        const QByteArray line = output.line;
+        const int start = line.indexOf(":\"") + 2;
+        names << QString::fromUtf8(line.mid(start, line.indexOf('"', start) - start));
+    }
+    return names;
+}
+
+QVector<QByteArray> sentBytes(const QVector<BoxOutput> &outputs)
+{
+    QVector<QByteArray> sent;
+    for (const BoxOutput &output : outputs) {
+        if (output.kind == BoxOutput::Send)
+            sent << output.bytes;
+    }
+    return sent;
+}
+
+struct KeyStep
+{
+    int key;
+    int action; // 0 press, 1 release
+};
+
+QVector<KeyStep> tap(int key)
+{
+    return {{key, 0}, {key, 1}};
+}
+
+// Keys the console sends to type `text` on a US layout: letters by their upper-case code,
+// shifted characters as Shift plus their unshifted key, a line feed as Shift+Return.
+QVector<KeyStep> typed(const QString &text)
+{
+    static const QString shifted = QStringLiteral("~!@#$%^&*()_+{}|:\"<>?\n");
+    static const QVector<int> unshifted = {'`', '1',  '2', '3', '4', '5',           '6', '7',
+                                           '8', '9',  '0', '-', '=', '[',           ']', '\\',
+                                           ';', '\'', ',', '.', '/', Qt::Key_Return};
+    QVector<KeyStep> steps;
+    for (const QChar c : text) {
+        int key = c.unicode();
+        bool shift = false;
+        if (c >= QLatin1Char('a') && c <= QLatin1Char('z')) {
+            key = c.unicode() - 0x20;
+        } else if (c >= QLatin1Char('A') && c <= QLatin1Char('Z')) {
+            shift = true;
+        } else if (shifted.contains(c)) {
+            key = unshifted.at(shifted.indexOf(c));
+            shift = true;
+        }
+        if (shift)
+            steps << KeyStep{Qt::Key_Shift, 0};
+        steps << tap(key);
+        if (shift)
+            steps << KeyStep{Qt::Key_Shift, 1};
+    }
+    return steps;
+}
+
+} // namespace
+
+class TestBoxSimDecoder : public QObject
+{
+    Q_OBJECT
+private slots:
+    void encoderKeyboardFrames_data();
+    void encoderKeyboardFrames();
+    void handWrittenKeyboardFrames_data();
+    void handWrittenKeyboardFrames();
+    void mouseFrames_data();
+    void mouseFrames();
+    void encoderMouseFrames_data();
+    void encoderMouseFrames();
+    void badChecksumIsRejected();
+    void splitReads_data();
+    void splitReads();
+    void garbageBetweenFrames_data();
+    void garbageBetweenFrames();
+    void mixedVendorPacketsAndFrames();
+    void vendorCommands_data();
+    void vendorCommands();
+    void corruptChecksums();
+    void garbageAroundReplies();
+    void lineDropForgetsPartialInputAndKeys();
+    void options_data();
+    void options();
+};
+
+void TestBoxSimDecoder::encoderKeyboardFrames_data()
+{
+    QTest::addColumn<QVector<KeyStep>>("steps");
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QStringList>("keysDown");
+
+    const QVector<KeyStep> shiftA = {
+        {Qt::Key_Shift, 0}, {Qt::Key_A, 0}, {Qt::Key_A, 1}, {Qt::Key_Shift, 1}};
+    QTest::newRow("shift+a") << shiftA << "A" << QStringList{"LeftShift", "A"};
+    QTest::newRow("Hello, World!")
+        << typed("Hello, World!") << "Hello, World!"
+        << QStringList{"LeftShift", "H", "E", "L", "L", "O", "Comma",     "Space",
+                       "LeftShift", "W", "O", "R", "L", "D", "LeftShift", "1"};
+    QTest::newRow("punctuation") << typed("a-b=c`~_+[]{};:'\"<>?/\\|")
+                                 << "a-b=c`~_+[]{};:'\"<>?/\\|" << QStringList();
+    QTest::newRow("line feed is shift+return") << typed("ab\ncd") << "ab\ncd" << QStringList();
+    QTest::newRow("backspace") << typed("abc") + tap(Qt::Key_Backspace) << "ab" << QStringList();
+    QTest::newRow("command key types nothing") << QVector<KeyStep>{{Qt::Key_Control, 0},
+                                                                   {Qt::Key_C, 0},
+                                                                   {Qt::Key_C, 1},
+                                                                   {Qt::Key_Control, 1}}
+                                               << "" << QStringList{"LeftGUI", "C"};
+    QTest::newRow("ctrl+alt+del") << QVector<KeyStep>{{Qt::Key_Meta, 0},   {Qt::Key_Alt, 0},
+                                                      {Qt::Key_Delete, 0}, {Qt::Key_Delete, 1},
+                                                      {Qt::Key_Alt, 1},    {Qt::Key_Meta, 1}}
+                                  << "" << QStringList{"LeftControl", "LeftAlt", "Delete"};
+    QTest::newRow("function and editing keys")
+        << tap(Qt::Key_F1) + tap(Qt::Key_F12) + tap(Qt::Key_Escape) + tap(Qt::Key_Up) +
+               tap(Qt::Key_PageDown) + tap(Qt::Key_Enter)
+        << "\n"
+        << QStringList{"F1", "F12", "Escape", "Up", "PageDown", "KeypadEnter"};
+    QTest::newRow("keypad keys") << tap(0x01000065) + tap(0x01000064) + tap(0x0100006E) << "1*0"
+                                 << QStringList{"Keypad1", "KeypadAsterisk", "Keypad0"};
+}
+
+void TestBoxSimDecoder::encoderKeyboardFrames()
+{
+    QFETCH(QVector<KeyStep>, steps);
+    QFETCH(QString, text);
+    QFETCH(QStringList, keysDown);
+
+    BoxSimulator box(testOptions());
+    QStringList downs;
+    for (const KeyStep &step : steps) {
+        uint8_t out[14] = {};
+        QCOMPARE(key_convert(0, step.key, step.action, out), 0);
+        const QVector<BoxOutput> outputs =
+            box.receive(QByteArray(reinterpret_cast<const char *>(out), 14));
+        QVERIFY2(!eventLines(outputs).join(' ').contains("bad_frame"),
+                 qPrintable(eventLines(outputs).join(' ')));
+        for (const BoxOutput &output : outputs) {
+            const QByteArray prefix = "{\"event\":\"key_down\",\"key\":\"";
+            if (output.line.startsWith(prefix)) {
+                const int end = output.line.indexOf('"', prefix.size());
+                downs << QString::fromUtf8(output.line.mid(prefix.size(), end - prefix.size()));
+            }
+        }
+    }
+    QCOMPARE(box.target().text(), text);
+    if (!keysDown.isEmpty())
+        QCOMPARE(downs, keysDown);
+    // Every row releases what it pressed; the encoder's state is process-wide.
+    QVERIFY(box.target().heldKeys().isEmpty());
+    QCOMPARE(box.target().modifiers(), quint8(0));
+}
+
+void TestBoxSimDecoder::handWrittenKeyboardFrames_data()
+{
+    QTest::addColumn<QByteArray>("stream");
+    QTest::addColumn<QStringList>("lines");
+
+    // Shift down, A down, all up.
+    QTest::newRow("shift, A, release all")
+        << hex("57 AB 00 02 08 02 00 00 00 00 00 00 00 0E"
+               "57 AB 00 02 08 02 00 04 00 00 00 00 00 12"
+               "57 AB 00 02 08 00 00 00 00 00 00 00 00 0C")
+        << QStringList{R"({"event":"key_down","key":"LeftShift","usage":225})",
+                       R"({"event":"modifiers","held":["LeftShift"]})",
+                       R"({"event":"key_down","key":"A","usage":4})",
+                       R"({"event":"text","text":"A"})",
+                       R"({"event":"key_up","key":"LeftShift","usage":225})",
+                       R"({"event":"modifiers","held":[]})",
+                       R"({"event":"key_up","key":"A","usage":4})"};
+    QTest::newRow("right shift types shifted digit")
+        << keyboardFrame(0x20, hex("1E")) + keyboardFrame(0)
+        << QStringList{R"({"event":"key_down","key":"RightShift","usage":229})",
+                       R"({"event":"modifiers","held":["RightShift"]})",
+                       R"({"event":"key_down","key":"1","usage":30})",
+                       R"({"event":"text","text":"!"})",
+                       R"({"event":"key_up","key":"RightShift","usage":229})",
+                       R"({"event":"modifiers","held":[]})",
+                       R"({"event":"key_up","key":"1","usage":30})"};
+    QTest::newRow("two keys in one report, one text line")
+        << keyboardFrame(0, hex("05 06"))
+        << QStringList{R"({"event":"key_down","key":"B","usage":5})",
+                       R"({"event":"key_down","key":"C","usage":6})",
+                       R"({"event":"text","text":"bc"})"};
+    QTest::newRow("caps lock") << keyboardFrame(0, hex("39")) + keyboardFrame(0, hex("04"))
+                               << QStringList{R"({"event":"key_down","key":"CapsLock","usage":57})",
+                                              R"({"event":"key_up","key":"CapsLock","usage":57})",
+                                              R"({"event":"key_down","key":"A","usage":4})",
+                                              R"({"event":"text","text":"A"})"};
+    QTest::newRow("backspace on empty text changes nothing")
+        << keyboardFrame(0, hex("2A"))
+        << QStringList{R"({"event":"key_down","key":"Backspace","usage":42})"};
+    QTest::newRow("roll-over report keeps the held keys")
+        << keyboardFrame(0, hex("04")) + keyboardFrame(0, hex("01 01 01 01 01 01")) +
+               keyboardFrame(0)
+        << QStringList{R"({"event":"key_down","key":"A","usage":4})",
+                       R"({"event":"text","text":"a"})",
+                       R"({"event":"key_up","key":"A","usage":4})"};
+    QTest::newRow("keys without a name")
+        << keyboardFrame(0, hex("A5 E7"))
+        << QStringList{R"({"event":"key_down","key":"Usage0xA5","usage":165})",
+                       R"({"event":"key_down","key":"RightGUI","usage":231})"};
+}
+
+void TestBoxSimDecoder::handWrittenKeyboardFrames()
+{
+    QFETCH(QByteArray, stream);
+    QFETCH(QStringList, lines);
+
+    BoxSimulator box(testOptions());
+    QCOMPARE(eventLines(box.receive(stream)), lines);
+}
+
+void TestBoxSimDecoder::mouseFrames_data()
+{
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<QString>("line"); // after the "frame" line when the frame is taken
+
+    QTest::newRow("reference press")
+        << hex("57AB0004070201400115020068")
+        << R"({"event":"mouse","x":320,"y":533,"buttons":1,"wheel":0})";
+    QTest::newRow("reference release2")
+        << hex("57AB0004070200190C6B0A00A9")
+        << R"({"event":"mouse","x":3097,"y":2667,"buttons":0,"wheel":0})";
+    QTest::newRow("wheel down is negative")
+        << mouseFrame(0, 100, 200, 0xFF)
+        << R"({"event":"mouse","x":100,"y":200,"buttons":0,"wheel":-1})";
+    QTest::newRow("bottom-right edge, right button, wheel up")
+        << mouseFrame(2, 4096, 4096, 3)
+        << R"({"event":"mouse","x":4096,"y":4096,"buttons":2,"wheel":3})";
+    const auto bad = [](const char *reason, const QByteArray &bytes) {
+        return QStringLiteral("{\"event\":\"bad_frame\",\"reason\":\"%1\",\"hex\":\"%2\","
+                              "\"kind\":\"mouse_abs\"}")
+            .arg(QLatin1String(reason), hexText(bytes));
+    };
+    const QByteArray outside = mouseFrame(0, 0, 4097, 0);
+    QTest::newRow("y beyond 4096") << outside << bad("range", outside);
+    const QByteArray relative = mouseFrame(0, 10, 10, 0, 0x01);
+    QTest::newRow("not an absolute report") << relative << bad("format", relative);
+    const QByteArray shortFrame = frame(0x04, hex("02 00 00 00 00 00"));
+    QTest::newRow("six data bytes") << shortFrame << bad("length", shortFrame);
+}
+
+void TestBoxSimDecoder::mouseFrames()
+{
+    QFETCH(QByteArray, bytes);
+    QFETCH(QString, line);
+
+    BoxSimulator box(testOptions());
+    QStringList expected;
+    if (!line.contains(QLatin1String("bad_frame")))
+        expected << "{\"event\":\"frame\",\"kind\":\"mouse_abs\",\"hex\":\"" + hexText(bytes) +
+                        "\"}";
+    expected << line;
+    QCOMPARE(eventLines(box.receive(bytes), true), expected);
+    if (line.contains(QLatin1String("bad_frame"))) {
+        QCOMPARE(box.target().x(), 0);
+        QCOMPARE(box.target().y(), 0);
+    }
+}
+
+void TestBoxSimDecoder::encoderMouseFrames_data()
+{
+    QTest::addColumn<int>("width");
+    QTest::addColumn<int>("height");
+    QTest::addColumn<int>("px");
+    QTest::addColumn<int>("py");
+    QTest::addColumn<int>("buttons");
+    QTest::addColumn<int>("wheel");
+    QTest::addColumn<QString>("line");
+
+    QTest::newRow("centre of 1920x1080")
+        << 1920 << 1080 << 960 << 540 << 0 << 0
+        << R"({"event":"mouse","x":2048,"y":2048,"buttons":0,"wheel":0})";
+    QTest::newRow("origin, left button")
+        << 1920 << 1080 << 0 << 0 << 1 << 0
+        << R"({"event":"mouse","x":0,"y":0,"buttons":1,"wheel":0})";
+    QTest::newRow("last pixel, wheel down")
+        << 1920 << 1080 << 1919 << 1079 << 0 << 0xFE
+        << R"({"event":"mouse","x":4093,"y":4092,"buttons":0,"wheel":-2})";
+}
+
+void TestBoxSimDecoder::encoderMouseFrames()
+{
+    QFETCH(int, width);
+    QFETCH(int, height);
+    QFETCH(int, px);
+    QFETCH(int, py);
+    QFETCH(int, buttons);
+    QFETCH(int, wheel);
+    QFETCH(QString, line);
+
+    const uint16_t size[2] = {uint16_t(width), uint16_t(height)};
+    const uint16_t point[2] = {uint16_t(px), uint16_t(py)};
+    uint8_t out[13] = {};
+    QCOMPARE(coord_convert(0, 0, size, point, uint8_t(buttons), uint8_t(wheel), out), 0);
+    BoxSimulator box(testOptions());
+    const QStringList lines =
+        eventLines(box.receive(QByteArray(reinterpret_cast<const char *>(out), 13)));
+    QCOMPARE(lines, QStringList{line});
+}
+
+void TestBoxSimDecoder::badChecksumIsRejected()
+{
+    // Any command with a good checksum is a frame, even one the target ignores.
+    const QByteArray media = frame(0x03, hex("02 00 00 00"));
+    BoxSimulator quiet(testOptions());
+    QCOMPARE(
+        eventLines(quiet.receive(media), true),
+        QStringList{"{\"event\":\"frame\",\"kind\":\"other\",\"hex\":\"" + hexText(media) + "\"}"});
+
+    QByteArray broken = keyboardFrame(0, hex("04"));
+    broken[13] = char(broken.at(13) + 1);
+    BoxSimulator box(testOptions());
+    QCOMPARE(eventLines(box.receive(broken)),
+             QStringList{"{\"event\":\"bad_frame\",\"reason\":\"checksum\",\"hex\":\"" +
+                         hexText(broken) + "\",\"kind\":\"keyboard\"}"});
+    QVERIFY(box.target().heldKeys().isEmpty());
+    QVERIFY(box.target().text().isEmpty());
+
+    // The next good frame is taken as usual.
+    QCOMPARE(eventLines(box.receive(keyboardFrame(0, hex("05")))),
+             (QStringList{R"({"event":"key_down","key":"B","usage":5})",
+                          R"({"event":"text","text":"b"})"}));
+
+    QByteArray brokenPacket = TkProtocol::createDeviceInfoQueryPacket(0);
+    brokenPacket[17] = char(brokenPacket.at(17) ^ 1);
+    const QVector<BoxOutput> outputs = box.receive(brokenPacket);
+    QCOMPARE(eventLines(outputs),
+             QStringList{"{\"event\":\"bad_frame\",\"reason\":\"checksum\",\"hex\":\"" +
+                         hexText(brokenPacket) + "\",\"kind\":\"vendor\"}"});
+    QVERIFY(sentBytes(outputs).isEmpty());
+}
+
+namespace {
+
+// Keyboard and mouse frames, "hello" and vendor packets back to back.
+QByteArray mixedStream()
+{
+    return QByteArray("hello") + keyboardFrame(0x02, hex("0B")) + keyboardFrame(0) +
+           hex("57 AB 01 00 00 00 00 06 00 00 00 01 00 00 00 00 00 44 01 00 00") +
+           mouseFrame(1, 2048, 1024, 0) +
+           hex("57 AB 01 00 00 00 00 07 00 00 00 03 00 01 00 00 00 02 96 01 00 00") +
+           keyboardFrame(0, hex("08")) + mouseFrame(0, 2048, 1024, 0x01) + QByteArray("hello");
+}
+
+} // namespace
+
+void TestBoxSimDecoder::splitReads_data()
+{
+    QTest::addColumn<int>("chunk");
+    for (int chunk : {1, 2, 3, 5, 7, 16, 21, 64})
+        QTest::addRow("%d-byte reads", chunk) << chunk;
+}
+
+void TestBoxSimDecoder::splitReads()
+{
+    QFETCH(int, chunk);
+    const QByteArray stream = mixedStream();
+
+    BoxSimulator whole(testOptions());
+    const QVector<BoxOutput> expected = whole.receive(stream);
+    QCOMPARE(eventNames(expected),
+             (QStringList{"hello", "frame",  "key_down",  "modifiers", "key_down", "text",
+                          "frame", "key_up", "modifiers", "key_up",    "command",  "reply",
+                          "frame", "mouse",  "command",   "reply",     "frame",    "key_down",
+                          "text",  "frame",  "mouse",     "hello"}));
+
+    BoxSimulator pieces(testOptions());
+    QVector<BoxOutput> got;
+    for (int at = 0; at < stream.size(); at += chunk)
+        got += pieces.receive(stream.mid(at, chunk));
+    QCOMPARE(eventLines(got, true), eventLines(expected, true));
+    QCOMPARE(sentBytes(got), sentBytes(expected));
+    QCOMPARE(pieces.target().text(), QStringLiteral("He"));
+    QCOMPARE(pieces.splitter().buffered(), 0);
+}
+
+void TestBoxSimDecoder::garbageBetweenFrames_data()
+{
+    QTest::addColumn<QByteArray>("garbage");
+    QTest::addColumn<int>("badFrames");
+
+    // The garbage goes before, between and after five frames: six times.
+    QTest::newRow("noise") << hex("00 FF 13 AB 00 02 68 65 6C 6C") << 0;
+    QTest::newRow("lone first magic byte") << hex("57 00 57") << 0;
+    QTest::newRow("magic with another address") << hex("57 AB 05 02 08") << 0;
+    QTest::newRow("half a hello") << QByteArray("hel") << 0;
+    QTest::newRow("frame length above 64") << hex("57 AB 00 02 FF") << 6;
+    // Five fail their checksum with the next frame's bytes; the last one stays incomplete.
+    QTest::newRow("cut-off keyboard frame") << hex("57 AB 00 02 08 02") << 6;
+    QTest::newRow("vendor header with wrong body length")
+        << hex("57 AB 01 00 00 00 00 09 00 00 00 01 00 00 00 00 00") << 6;
+    QTest::newRow("vendor header announcing 1 MB")
+        << hex("57 AB 01 00 00 00 00 06 00 10 00 01 00 00 00 10 00") << 6;
+    // Plausible, so the splitter waits for 61 bytes, finds the checksum wrong and resumes; the
+    // last two never get their 61 bytes and go when the line falls quiet.
+    QTest::newRow("vendor header announcing 40 bytes")
+        << hex("57 AB 01 00 00 00 00 2E 00 00 00 01 00 28 00 00 00") << 6;
+}
+
+void TestBoxSimDecoder::garbageBetweenFrames()
+{
+    QFETCH(QByteArray, garbage);
+    QFETCH(int, badFrames);
+
+    const QByteArray frames[] = {keyboardFrame(0, hex("04")), keyboardFrame(0),
+                                 keyboardFrame(0, hex("05")), keyboardFrame(0),
+                                 mouseFrame(0, 10, 20, 0)};
+    QByteArray clean;
+    QByteArray dirty = garbage;
+    for (const QByteArray &bytes : frames) {
+        clean += bytes;
+        dirty += bytes + garbage;
+    }
+
+    BoxSimulator reference(testOptions());
+    const QStringList expected = eventLines(reference.receive(clean), true);
+    BoxSimulator box(testOptions());
+    QVector<BoxOutput> outputs = box.receive(dirty);
+    outputs += box.flushIncomplete();
+    QStringList got = eventLines(outputs, true);
+    const int rejected = int(got.removeIf(
+        [](const QString &line) { return line.contains(QLatin1String("bad_frame")); }));
+
+    QCOMPARE(got, expected);
+    QCOMPARE(rejected, badFrames);
+    QCOMPARE(box.target().text(), QStringLiteral("ab"));
+    QCOMPARE(box.splitter().buffered(), 0);
+}
+
+void TestBoxSimDecoder::mixedVendorPacketsAndFrames()
+{
+    BoxSimulator box(testOptions());
+    const QVector<BoxOutput> outputs = box.receive(mixedStream());
+
+    const QVector<QByteArray> sent = sentBytes(outputs);
+    QCOMPARE(sent.size(), 2);
+    QByteArray buffer = sent.at(0) + sent.at(1);
+    TkPacket packet;
+    QVERIFY(TkProtocol::tryConsumeOnePacket(buffer, packet));
+    QCOMPARE(packet.command, quint16(0x81));
+    QCOMPARE(packet.payload.size(), 134);
+    QVERIFY(packet.payload.startsWith("TK0000000001"));
+    QVERIFY(TkProtocol::tryConsumeOnePacket(buffer, packet));
+    QCOMPARE(packet.command, quint16(0));
+    QCOMPARE(packet.payload, hex("00"));
+    QVERIFY(buffer.isEmpty());
+
+    QCOMPARE(box.udiskDir(), quint8(2));
+    QCOMPARE(box.target().x(), 2048);
+    QCOMPARE(box.target().y(), 1024);
+    QCOMPARE(box.target().wheelTotal(), 1);
+    QCOMPARE(box.target().heldKeys(), QVector<int>{0x08});
+}
+
+void TestBoxSimDecoder::vendorCommands_data()
+{
+    QTest::addColumn<BoxOptions>("options");
+    QTest::addColumn<QByteArray>("packet");
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<int>("replyCommand"); // -1: no reply
+    QTest::addColumn<QByteArray>("replyPayload");
+    QTest::addColumn<bool>("restarts");
+    QTest::addColumn<int>("udiskDir");
+    QTest::addColumn<bool>("autoMove");
+
+    const BoxOptions plain = testOptions();
+    BoxOptions refusing = plain;
+    refusing.replyCode = 3;
+    BoxOptions silent = plain;
+    silent.noReplies = true;
+
+    const QByteArray query = hex("57 AB 01 00 00 00 00 06 00 00 00 01 00 00 00 00 00 44 01 00 00");
+    const QByteArray toHost =
+        hex("57 AB 01 00 00 00 00 07 00 00 00 03 00 01 00 00 00 02 96 01 00 00");
+    const QByteArray autoMoveOn =
+        hex("57 AB 01 00 00 00 00 07 00 00 00 0B 00 01 00 00 00 01 8C 01 00 00");
+    const QByteArray restart =
+        hex("57 AB 01 00 00 00 00 0A 00 00 00 0A 00 04 00 00 00 01 00 00 00 8A 01 00 00");
+
+    QTest::newRow("information query")
+        << plain << query << "device_info_query" << 0x81 << QByteArray() << false << 1 << false;
+    QTest::newRow("USB disk to the host")
+        << plain << toHost << "udisk_set" << 0 << hex("00") << false << 2 << false;
+    QTest::newRow("USB disk refused")
+        << refusing << toHost << "udisk_set" << 0 << hex("03") << false << 1 << false;
+    QTest::newRow("auto-move on") << plain << autoMoveOn << "mouse_auto_move_set" << 0 << hex("00")
+                                  << false << 1 << true;
+    QTest::newRow("restart") << plain << restart << "restart" << 0 << hex("00") << true << 1
+                             << false;
+    QTest::newRow("restart refused")
+        << refusing << restart << "restart" << 0 << hex("03") << false << 1 << false;
+    QTest::newRow("ATX power") << plain << TkProtocol::createAtxPowerPacket(1, 0) << "atx_power"
+                               << 0 << hex("00") << false << 1 << false;
+    QTest::newRow("unknown command") << plain << TkProtocol::buildPacket(0x22, hex("01"), 0)
+                                     << "unknown" << -1 << QByteArray() << false << 1 << false;
+    QTest::newRow("no replies, state still changes")
+        << silent << toHost << "udisk_set" << -1 << QByteArray() << false << 2 << false;
+}
+
+void TestBoxSimDecoder::vendorCommands()
+{
+    QFETCH(BoxOptions, options);
+    QFETCH(QByteArray, packet);
+    QFETCH(QString, name);
+    QFETCH(int, replyCommand);
+    QFETCH(QByteArray, replyPayload);
+    QFETCH(bool, restarts);
+    QFETCH(int, udiskDir);
+    QFETCH(bool, autoMove);
+
+    BoxSimulator box(options);
+    const QVector<BoxOutput> outputs = box.receive(packet);
+    QVERIFY(!outputs.isEmpty());
+    const quint16 command = quint16(packet.at(11));
+    QCOMPARE(QString::fromUtf8(outputs.first().line),
+             QStringLiteral("{\"event\":\"command\",\"command\":%1,\"name\":\"%2\"}\n")
+                 .arg(command)
+                 .arg(name));
+
+    const QVector<QByteArray> sent = sentBytes(outputs);
+    if (replyCommand < 0) {
+        QVERIFY(sent.isEmpty());
+    } else {
+        QCOMPARE(sent.size(), 1);
+        QByteArray buffer = sent.first();
+        TkPacket reply;
+        QVERIFY(TkProtocol::tryConsumeOnePacket(buffer, reply));
+        QVERIFY(buffer.isEmpty());
+        QCOMPARE(reply.channel, quint8(1));
+        QCOMPARE(int(reply.command), replyCommand);
+        if (replyCommand == 0) {
+            QCOMPARE(reply.payload, replyPayload);
+            QCOMPARE(outputs.at(1).line,
+                     QByteArray("{\"event\":\"reply\",\"command\":0,\"code\":") +
+                         QByteArray::number(quint8(replyPayload.at(0))) + "}\n");
+        } else {
+            QCOMPARE(reply.payload, box.deviceInfoRecord());
+            QCOMPARE(outputs.at(1).line,
+                     QByteArray("{\"event\":\"reply\",\"command\":129,\"length\":134}\n"));
+        }
+    }
+    const bool restarted = std::any_of(outputs.begin(), outputs.end(), [](const BoxOutput &o) {
+        return o.kind == BoxOutput::Restart;
+    });
+    QCOMPARE(restarted, restarts);
+    if (restarts) {
+        QCOMPARE(outputs.last().kind, BoxOutput::Restart); // after the reply
+        QCOMPARE(outputs.last().downTimeMs, 500);
+        QCOMPARE(outputs.last().line, QByteArray("{\"event\":\"restart\",\"downtime_ms\":500}\n"));
+    }
+    QCOMPARE(int(box.udiskDir()), udiskDir);
+    QCOMPARE(box.mouseAutoMove(), autoMove);
+    QCOMPARE(TkProtocol::udiskDirFromPayload(box.deviceInfoRecord()), udiskDir);
+    QCOMPARE(TkProtocol::mouseAutoMoveFromPayload(box.deviceInfoRecord()), autoMove ? 1 : 0);
+}
+
+void TestBoxSimDecoder::corruptChecksums()
+{
+    BoxOptions options = testOptions();
+    options.corruptChecksums = true;
+    BoxSimulator box(options);
+    const QVector<BoxOutput> outputs = box.receive(TkProtocol::createDeviceInfoQueryPacket(0) +
+                                                   TkProtocol::createUdiskSetPacket(2, 0));
+    const QVector<QByteArray> sent = sentBytes(outputs);
+    QCOMPARE(sent.size(), 2);
+    for (QByteArray buffer : sent) {
+        TkPacket packet;
+        QVERIFY(!TkProtocol::tryConsumeOnePacket(buffer, packet));
+    }
+    // Still reported as sent: the box believes it answered.
+    QCOMPARE(eventNames(outputs), (QStringList{"command", "reply", "command", "reply"}));
+}
+
+void TestBoxSimDecoder::garbageAroundReplies()
+{
+    for (quint32 seed = 1; seed <= 50; ++seed) {
+        BoxOptions options = testOptions();
+        options.garbageBetween = true;
+        options.seed = seed;
+        BoxSimulator box(options);
+        const QByteArray expected = TkProtocol::buildPacket(0, hex("00"), 0);
+        const QVector<QByteArray> sent =
+            sentBytes(box.receive(TkProtocol::createMouseAutoMoveSetPacket(true, 0)));
+        QCOMPARE(sent.size(), 1);
+        const QByteArray bytes = sent.first();
+        const int at = int(bytes.indexOf(expected));
+        QVERIFY2(at > 0, "garbage before the packet");
+        QVERIFY2(at + expected.size() < bytes.size(), "garbage after the packet");
+        const QByteArray garbage = bytes.left(at) + bytes.mid(at + expected.size());
+        QVERIFY2(!garbage.contains(char(0x57)), "garbage never starts a magic");
+
+        QByteArray buffer = bytes;
+        TkPacket packet;
+        QVERIFY(TkProtocol::tryConsumeOnePacket(buffer, packet));
+        QCOMPARE(packet.payload, hex("00"));
+    }
+}
+
+void TestBoxSimDecoder::lineDropForgetsPartialInputAndKeys()
+{
+    BoxSimulator box(testOptions());
+    box.receive(keyboardFrame(0x02, hex("04")) + QByteArray("hel"));
+    QCOMPARE(box.target().modifiers(), quint8(0x02));
+    box.lineDropped();
+    QVERIFY(box.target().heldKeys().isEmpty());
+    QCOMPARE(box.target().modifiers(), quint8(0));
+    QCOMPARE(box.target().text(), QStringLiteral("A"));
+    // "lo" alone after the drop is no greeting.
+    QVERIFY(eventLines(box.receive("lo")).isEmpty());
+    QCOMPARE(eventLines(box.receive("hello")), QStringList{R"({"event":"hello"})"});
+}
+
+void TestBoxSimDecoder::options_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<bool>("valid");
+    QTest::addColumn<QStringList>("lines"); // in the text of the record the box sends
+
+    const QString serial =
+        QString::fromLatin1(QByteArray("TK0000000001").leftJustified(16, '\0').toHex());
+    QTest::newRow("defaults") << QStringList{"--link", "l"} << true
+                              << QStringList{"序列号(hex): " + serial, "MCU温度: 42.0°C",
+                                             "U盘方向: Target/目标机 (1)", "鼠标微动: 禁用 (0)"};
+    QTest::newRow("values") << QStringList{"--link",
+                                           "l",
+                                           "--temperature",
+                                           "36.6",
+                                           "--udisk-dir",
+                                           "2",
+                                           "--mouse-auto-move",
+                                           "1",
+                                           "--firmware-version",
+                                           "1215",
+                                           "--build-time",
+                                           "2025-01-02 03:04",
+                                           "--image-crc",
+                                           "0xDEADBEEF"}
+                            << true
+                            << QStringList{"MCU温度: 36.6°C",
+                                           "U盘方向: Host/主机 (2)",
+                                           "鼠标微动: 启用 (1)",
+                                           "固件版本: 1.2.15 (原始值: 1215)",
+                                           "编译时间: 2025-01-02 03:04",
+                                           "CRC=0xdeadbeef"};
+    const QStringList none;
+    QTest::newRow("no link") << QStringList{"--serial", "X"} << false << none;
+    QTest::newRow("direction above a byte")
+        << QStringList{"--link", "l", "--udisk-dir", "256"} << false << none;
+    QTest::newRow("auto-move 2") << QStringList{"--link", "l", "--mouse-auto-move", "2"} << false
+                                 << none;
+    QTest::newRow("serial of 17 bytes")
+        << QStringList{"--link", "l", "--serial", QString(17, 'S')} << false << none;
+    QTest::newRow("negative temperature")
+        << QStringList{"--link", "l", "--temperature", "-1"} << false << none;
+    QTest::newRow("delay not a number")
+        << QStringList{"--link", "l", "--reply-delay-ms", "soon"} << false << none;
+}
+
+void TestBoxSimDecoder::options()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(bool, valid);
+    QFETCH(QStringList, lines);
+
+    QCommandLineParser parser;
+    addBoxOptions(parser);
+    QVERIFY(parser.parse(QStringList{"tavrokvm-boxsim"} + arguments));
+    BoxOptions options;
+    QString error;
+    QCOMPARE(readBoxOptions(parser, options, error), valid);
+    QCOMPARE(error.isEmpty(), valid);
+    if (!valid)
+        return;
+    const QByteArray record = BoxSimulator(options).deviceInfoRecord();
+    QCOMPARE(record.size(), 134);
+    const QStringList text = TkProtocol::formatDeviceInfoPayload(record).split('\n');
+    for (const QString &line : lines)
+        QVERIFY2(std::any_of(text.begin(), text.end(),
+                             [&](const QString &got) {
+                                 return got.startsWith(line) || got.endsWith(line);
+                             }),
+                 qPrintable(line + " not in\n" + text.join('\n')));
+}
+
+QTEST_APPLESS_MAIN(TestBoxSimDecoder)
+#include "tst_boxsimdecoder.moc"

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+#include "protocol/deviceinfo.h"
+
+class QCommandLineParser;
+
+// The record's defaults with the box's own serial number "TK0000000001", the USB disk on the
+// target, auto-move off and 42 degrees.
+DeviceInfoRecord defaultRecord();
+
+// Everything the simulated box can be told on its command line.
+struct BoxOptions
+{
+    QString link; // symlink made to point at the pty's slave device
+
+    // The information record the box starts with; set-commands change its USB-disk direction
+    // and auto-move switch. Fields not given on the command line keep the record's defaults.
+    DeviceInfoRecord record = defaultRecord();
+
+    // Behaviour and fault injection
+    quint8 replyCode = 0;
+    bool noReplies = false;
+    int replyDelayMs = 0;
+    bool corruptChecksums = false;
+    bool garbageBetween = false;
+    qint64 hangupAfterBytes = 0; // 0: never
+    int restartDownTimeMs = 500;
+    quint32 seed = 1; // of the garbage bytes
+};
+
+// Declares the command-line options on `parser`.
+void addBoxOptions(QCommandLineParser &parser);
+
+// Reads the options from a parser that has processed the command line. Returns false with a
+// one-line `error` for a missing link or a value out of range; `options` is then incomplete.
+bool readBoxOptions(const QCommandLineParser &parser, BoxOptions &options, QString &error);

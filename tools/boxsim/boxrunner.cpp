@@ -1,0 +1,173 @@
+#include "boxrunner.h"
+
+#include "jsonline.h"
+
+#include <cstdio>
+#include <iterator>
+
+namespace {
+
+constexpr int kDrainPollMs = 10;
+// How long a restart waits for the console to read the reply before dropping the line.
+constexpr int kDrainMinimumMs = 50;
+constexpr int kDrainLimitMs = 1000;
+// The console writes each frame and packet in one piece, so a pause this long inside one
+// means the rest is never coming.
+constexpr int kIdleFlushMs = 200;
+
+} // namespace
+
+BoxRunner::BoxRunner(const BoxOptions &options, QObject *parent)
+    : QObject(parent), m_options(options), m_simulator(options), m_line(options.link)
+{
+    m_clock.start();
+    m_dueTimer.setSingleShot(true);
+    connect(&m_dueTimer, &QTimer::timeout, this, &BoxRunner::runDue);
+    connect(&m_line, &PtyLine::bytesReceived, this, &BoxRunner::onBytesReceived);
+    m_idleTimer.setSingleShot(true);
+    m_idleTimer.setInterval(kIdleFlushMs);
+    connect(&m_idleTimer, &QTimer::timeout, this,
+            [this] { carryOut(m_simulator.flushIncomplete()); });
+}
+
+bool BoxRunner::start(QString &error)
+{
+    if (!m_line.open(error))
+        return false;
+    print(JsonLine("ready").add("pty", m_line.ptyName()).add("link", m_options.link).toLine());
+    return true;
+}
+
+void BoxRunner::stop()
+{
+    m_dueTimer.stop();
+    m_idleTimer.stop();
+    m_pending.clear();
+    m_line.close();
+}
+
+void BoxRunner::print(const QByteArray &line)
+{
+    std::fwrite(line.constData(), 1, size_t(line.size()), stdout);
+    std::fflush(stdout);
+}
+
+void BoxRunner::onBytesReceived(const QByteArray &bytes)
+{
+    if (m_finished)
+        return;
+    QByteArray taken = bytes;
+    bool hangUpNow = false;
+    if (m_options.hangupAfterBytes > 0) {
+        const qint64 left = m_options.hangupAfterBytes - m_received;
+        if (taken.size() >= left) {
+            taken.truncate(int(left));
+            hangUpNow = true;
+        }
+    }
+    m_received += taken.size();
+    carryOut(m_simulator.receive(taken));
+    if (hangUpNow) {
+        hangUp();
+        return;
+    }
+    if (m_simulator.splitter().buffered() > 0)
+        m_idleTimer.start();
+    else
+        m_idleTimer.stop();
+}
+
+void BoxRunner::carryOut(const QVector<BoxOutput> &outputs)
+{
+    for (const BoxOutput &output : outputs) {
+        if (output.kind == BoxOutput::Event) {
+            print(output.line);
+            continue;
+        }
+        if (output.delayMs <= 0 && m_pending.empty()) {
+            perform(output);
+            continue;
+        }
+        Pending pending;
+        pending.due = m_clock.elapsed() + output.delayMs;
+        pending.generation = m_generation;
+        pending.output = output;
+        auto at = m_pending.end();
+        while (at != m_pending.begin() && std::prev(at)->due > pending.due)
+            --at;
+        m_pending.insert(at, pending);
+        runDue();
+    }
+}
+
+void BoxRunner::runDue()
+{
+    while (!m_pending.empty() && m_pending.front().due <= m_clock.elapsed()) {
+        const Pending pending = m_pending.front();
+        m_pending.erase(m_pending.begin());
+        // Answers to bytes from before a line drop died with that line.
+        if (pending.generation == m_generation)
+            perform(pending.output);
+    }
+    if (!m_pending.empty())
+        m_dueTimer.start(int(qMax<qint64>(0, m_pending.front().due - m_clock.elapsed())));
+}
+
+void BoxRunner::perform(const BoxOutput &output)
+{
+    if (m_finished || m_restarting || !m_line.isOpen())
+        return;
+    if (output.kind == BoxOutput::Send) {
+        if (m_line.write(output.bytes))
+            print(output.line);
+    } else if (output.kind == BoxOutput::Restart) {
+        m_restarting = true;
+        dropLine(output, 0);
+    }
+}
+
+void BoxRunner::dropLine(const BoxOutput &restart, int waitedMs)
+{
+    if (m_finished)
+        return;
+    // Give the console the chance to read the reply first: a hang-up discards unread input.
+    // The kernel hands written bytes to the slave side a little later, so the count means
+    // something only after a first pause.
+    const bool unread = waitedMs < kDrainMinimumMs || m_line.unreadByConsole() > 0;
+    if (unread && waitedMs < kDrainLimitMs) {
+        QTimer::singleShot(kDrainPollMs, this, [this, restart, waitedMs] {
+            dropLine(restart, waitedMs + kDrainPollMs);
+        });
+        return;
+    }
+    print(restart.line);
+    m_line.close();
+    m_idleTimer.stop();
+    m_simulator.lineDropped();
+    ++m_generation;
+    QTimer::singleShot(restart.downTimeMs, this, &BoxRunner::bringLineBack);
+}
+
+void BoxRunner::bringLineBack()
+{
+    if (m_finished)
+        return;
+    QString error;
+    if (!m_line.open(error)) {
+        std::fprintf(stderr, "tavrokvm-boxsim: the line did not come back: %s\n",
+                     qPrintable(error));
+        m_finished = true;
+        emit finished(1);
+        return;
+    }
+    m_restarting = false;
+    print(JsonLine("line_back").toLine());
+}
+
+void BoxRunner::hangUp()
+{
+    m_finished = true;
+    print(JsonLine("hangup").toLine());
+    stop();
+    emit finished(0);
+}

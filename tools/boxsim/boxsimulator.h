@@ -1,0 +1,72 @@
+#pragma once
+
+#include <QByteArray>
+#include <QRandomGenerator>
+#include <QString>
+#include <QVector>
+
+#include "boxoptions.h"
+#include "boxstreamsplitter.h"
+#include "hidtarget.h"
+
+// One thing the box does in answer to received bytes.
+struct BoxOutput
+{
+    enum Kind {
+        Event,   // print `line`
+        Send,    // after `delayMs`, write `bytes` to the line, then print `line`
+        Restart, // after `delayMs`, drop the line for `downTimeMs`; print `line` when it drops
+    };
+
+    Kind kind = Event;
+    QByteArray line; // one JSON line, with its line feed
+    QByteArray bytes;
+    int delayMs = 0;
+    int downTimeMs = 0;
+};
+
+// The simulated box without its pseudo-terminal: cuts the received stream, answers vendor
+// commands from its state, and passes keyboard and mouse frames to the target behind it.
+// Everything it does comes back as a list of outputs, so it runs the same under a test as
+// behind the pty.
+class BoxSimulator
+{
+public:
+    explicit BoxSimulator(const BoxOptions &options);
+
+    // Takes received bytes (any split) and returns what follows from them, in order.
+    QVector<BoxOutput> receive(const QByteArray &bytes);
+
+    // No bytes came for a while: whatever unfinished item is buffered will not be completed.
+    QVector<BoxOutput> flushIncomplete();
+
+    // The line went down: bytes of an unfinished item are lost, and the keyboard-and-mouse
+    // chip restarts with nothing held.
+    void lineDropped();
+
+    // The 134-byte information record of the current state.
+    QByteArray deviceInfoRecord() const;
+
+    // "device_info_query", "udisk_set", "mouse_auto_move_set", "restart", "atx_power" or
+    // "unknown".
+    static QString commandName(quint16 command);
+
+    quint8 udiskDir() const { return m_record.udiskDirection; }
+    bool mouseAutoMove() const { return m_record.mouseAutoMove == 1; }
+    const HidTarget &target() const { return m_target; }
+    const BoxStreamSplitter &splitter() const { return m_splitter; }
+
+private:
+    void handleItem(const BoxStreamItem &item, QVector<BoxOutput> &outputs);
+    void handleFrame(const BoxStreamItem &item, QVector<BoxOutput> &outputs);
+    void handleCommand(const TkPacket &packet, QVector<BoxOutput> &outputs);
+    void reply(quint16 command, const QByteArray &payload, quint32 sequence, const QByteArray &line,
+               QVector<BoxOutput> &outputs);
+    QByteArray garbage();
+
+    BoxOptions m_options;
+    BoxStreamSplitter m_splitter;
+    HidTarget m_target;
+    DeviceInfoRecord m_record; // the box's state as its information record tells it
+    QRandomGenerator m_random;
+};

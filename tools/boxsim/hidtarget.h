@@ -1,0 +1,80 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+#include <QVector>
+
+// What the target computer noticed from one report.
+struct HidEvent
+{
+    enum Kind { KeyDown, KeyUp, Modifiers, Text, Mouse };
+
+    Kind kind = KeyDown;
+    int usage = 0;    // KeyDown, KeyUp: HID keyboard usage
+    QString key;      // KeyDown, KeyUp: US-layout key name
+    QStringList held; // Modifiers: names of the held modifier keys, in bit order
+    QString text;     // Text: everything typed so far
+    int x = 0;        // Mouse: absolute position 0..4096
+    int y = 0;
+    int buttons = 0; // Mouse: button bits of the report
+    int wheel = 0;   // Mouse: signed wheel delta of the report
+};
+
+// The target computer behind the box's keyboard-and-mouse chip, as far as the reports tell:
+// held modifiers and keys, the text they type on a US layout, the absolute cursor and
+// buttons. It decodes CH9329 keyboard (0x02) and absolute mouse (0x04) frames on its own,
+// straight from the HID usage tables, so that it checks the console's encoder rather than
+// repeating it.
+class HidTarget
+{
+public:
+    static constexpr quint8 kCmdKeyboard = 0x02;
+    static constexpr quint8 kCmdMouseAbs = 0x04;
+    static constexpr int kMaxCoordinate = 4096;
+
+    // "keyboard", "mouse_abs" or "other".
+    static QString frameKind(quint8 command);
+
+    // Applies one frame whose checksum was already verified. Frames of other commands change
+    // nothing and succeed. Returns false with `reason` ("length", "format", "range") when the
+    // data do not fit the command; the state is left untouched then.
+    bool applyFrame(quint8 command, const QByteArray &data, QVector<HidEvent> &events,
+                    QString &reason);
+
+    // Name of a keyboard usage on a US layout ("A", "1", "Enter", "LeftShift", "F1");
+    // "Usage0xNN" for usages without a name.
+    static QString usageName(int usage);
+    // Character a key types on a US layout; a null QChar when it types none.
+    static QChar usageCharacter(int usage, bool shift, bool capsLock, bool numLock);
+    // Names of the modifier bits set in `bits`, in bit order (LeftControl first).
+    static QStringList modifierNames(quint8 bits);
+
+    // The chip restarted: nothing is held any more (no events; the text stays).
+    void releaseAll();
+
+    quint8 modifiers() const { return m_modifiers; }
+    QVector<int> heldKeys() const { return m_keys; }
+    QString text() const { return m_text; }
+    bool capsLock() const { return m_capsLock; }
+    bool numLock() const { return m_numLock; }
+    int x() const { return m_x; }
+    int y() const { return m_y; }
+    int buttons() const { return m_buttons; }
+    int wheelTotal() const { return m_wheelTotal; }
+
+private:
+    bool applyKeyboard(const QByteArray &data, QVector<HidEvent> &events, QString &reason);
+    bool applyMouse(const QByteArray &data, QVector<HidEvent> &events, QString &reason);
+    void pressKey(int usage, QVector<HidEvent> &events);
+
+    quint8 m_modifiers = 0;
+    QVector<int> m_keys; // held key usages, in the order they were pressed
+    QString m_text;
+    bool m_capsLock = false;
+    bool m_numLock = true; // the usual state of a freshly started target
+    int m_x = 0;
+    int m_y = 0;
+    int m_buttons = 0;
+    int m_wheelTotal = 0;
+};

@@ -1,0 +1,71 @@
+// tavrokvm-boxsim: the box on a pseudo-terminal, for tests and for trying the console without
+// hardware. One JSON object per line on standard output tells what the box received and did.
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QSocketNotifier>
+
+#include <csignal>
+#include <cstdio>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include "boxoptions.h"
+#include "boxrunner.h"
+
+int main(int argc, char *argv[])
+{
+    // SIGINT and SIGTERM arrive through a descriptor, so the event loop ends cleanly and the
+    // link is removed. Blocked before any thread exists, so every thread inherits the mask.
+    sigset_t stopSignals;
+    sigemptyset(&stopSignals);
+    sigaddset(&stopSignals, SIGINT);
+    sigaddset(&stopSignals, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
+    std::signal(SIGPIPE, SIG_IGN);
+
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("tavrokvm-boxsim"));
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        QStringLiteral("Simulated KVM box on a pseudo-terminal; prints one JSON event per line."));
+    parser.addHelpOption();
+    addBoxOptions(parser);
+    parser.process(app);
+
+    BoxOptions options;
+    QString error;
+    if (!readBoxOptions(parser, options, error)) {
+        std::fprintf(stderr, "tavrokvm-boxsim: %s\n", qPrintable(error));
+        return 2;
+    }
+
+    const int signalFd = signalfd(-1, &stopSignals, SFD_CLOEXEC | SFD_NONBLOCK);
+    if (signalFd < 0) {
+        std::perror("tavrokvm-boxsim: signalfd");
+        return 1;
+    }
+
+    BoxRunner runner(options);
+    QObject::connect(&runner, &BoxRunner::finished, &app, &QCoreApplication::exit,
+                     Qt::QueuedConnection);
+    QSocketNotifier signalNotifier(signalFd, QSocketNotifier::Read);
+    QObject::connect(&signalNotifier, &QSocketNotifier::activated, &app, [&] {
+        signalfd_siginfo info;
+        while (::read(signalFd, &info, sizeof info) == sizeof info) {
+        }
+        runner.stop();
+        app.exit(0);
+    });
+
+    if (!runner.start(error)) {
+        std::fprintf(stderr, "tavrokvm-boxsim: %s\n", qPrintable(error));
+        ::close(signalFd);
+        return 1;
+    }
+    const int code = app.exec();
+    runner.stop();
+    ::close(signalFd);
+    return code;
+}
