@@ -1,0 +1,16 @@
+#pragma once
+
+#include <QList>
+
+#include "serial/portrules.h"
+
+// Every serial enumeration of the program goes through here: the system's ports in the order
+// the serial module lists them, then the ports declared in TAVROKVM_EXTRA_SERIAL_PORTS.
+// Synchronous; GUI thread.
+QList<SerialPortEntry> enumerateSerialPorts();
+
+// The ports declared in TAVROKVM_EXTRA_SERIAL_PORTS (read anew on every call).
+QList<SerialPortEntry> declaredSerialPorts();
+
+// Whether a name (or display item) names a port that can be a box on this system.
+bool isValidSerialPortNameHere(const QString &name);

@@ -1,0 +1,478 @@
+#include <QElapsedTimer>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <algorithm>
+#include <fcntl.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include "db/dbmanager.h"
+#include "protocol/deviceinfo.h"
+#include "protocol/tkprotocol.h"
+#include "serial/deviceuartmanager.h"
+#include "serial/uartmanager.h"
+
+namespace {
+
+constexpr int kWaitMs = 10000;
+
+// The simulated box as a child process; its JSON event lines are collected as they come.
+class BoxSim
+{
+public:
+    ~BoxSim() { stop(); }
+
+    bool start(const QString &link, const QStringList &options = {})
+    {
+        m_events.clear();
+        m_process.setProgram(QStringLiteral(TAVROKVM_BOXSIM_PATH));
+        m_process.setArguments(QStringList{"--link", link} + options);
+        m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        m_process.start();
+        return m_process.waitForStarted(kWaitMs) && waitFor("ready") >= 0;
+    }
+
+    void stop()
+    {
+        if (m_process.state() == QProcess::NotRunning)
+            return;
+        m_process.terminate();
+        if (!m_process.waitForFinished(kWaitMs))
+            m_process.kill();
+        m_process.waitForFinished(kWaitMs);
+    }
+
+    // Index of the first event named `name` at or after `from`, waiting for it; -1 on time-out.
+    int waitFor(const QString &name, int from = 0, int timeoutMs = kWaitMs)
+    {
+        QElapsedTimer timer;
+        timer.start();
+        while (true) {
+            pump();
+            for (int i = from; i < m_events.size(); ++i) {
+                if (m_events.at(i).value("event").toString() == name)
+                    return i;
+            }
+            if (timer.elapsed() > timeoutMs)
+                return -1;
+            QTest::qWait(10);
+        }
+    }
+
+    int count(const QString &name)
+    {
+        pump();
+        return int(std::count_if(m_events.begin(), m_events.end(), [&](const QJsonObject &e) {
+            return e.value("event").toString() == name;
+        }));
+    }
+
+    int size()
+    {
+        pump();
+        return int(m_events.size());
+    }
+    QJsonObject at(int i) const { return m_events.at(i); }
+
+private:
+    void pump()
+    {
+        m_pending += m_process.readAllStandardOutput();
+        int newline;
+        while ((newline = m_pending.indexOf('\n')) >= 0) {
+            m_events << QJsonDocument::fromJson(m_pending.left(newline)).object();
+            m_pending.remove(0, newline + 1);
+        }
+    }
+
+    QProcess m_process;
+    QByteArray m_pending;
+    QList<QJsonObject> m_events;
+};
+
+// Records every log line so tests can check status transitions that pass quickly.
+QStringList g_logLines;
+void recordingHandler(QtMsgType, const QMessageLogContext &, const QString &msg)
+{
+    g_logLines << msg;
+}
+
+bool logged(const QString &text)
+{
+    return std::any_of(g_logLines.begin(), g_logLines.end(),
+                       [&](const QString &line) { return line.contains(text); });
+}
+
+} // namespace
+
+class TestDeviceUartManager : public QObject
+{
+    Q_OBJECT
+private slots:
+    void initTestCase();
+    void cleanupTestCase();
+    void init();
+
+    void boxPortIsFoundAndOpenedWithGreetingAndInfoRequest();
+    void sameSettingsTwiceDoNothing();
+    void otherRateReopensAndGreetsAgain();
+    void zeroRateMeansDefault();
+    void nameDifferingInCaseAndBlanksPassesEnumeration();
+    void portNotEnumeratedCreatesNoPortObject();
+    void generalRepliesCarryPendingCommand();
+    void rejectedSetCommandReportsItsCode();
+    void craftedStreamLosesNoValidReply();
+    void garbageFromTheBoxLosesNoReply();
+    void hangUpForceClosesAndReopensWhenBack();
+    void settingsAreSavedAndLoaded();
+    void updateWithStoredSettingsOnClosedPortDoesNothing();
+    void infoRoundTrip();
+
+private:
+    DeviceUartManager *freshLink();
+
+    QTemporaryDir m_dir;
+    QString m_link;
+    BoxSim m_box;
+    int m_didCounter = 0;
+    QtMessageHandler m_previous = nullptr;
+};
+
+DeviceUartManager *TestDeviceUartManager::freshLink()
+{
+    const QString did = QString("%1").arg(++m_didCounter, 32, 16, QChar('0'));
+    return UartManager::instance()->getDeviceUartManager(did);
+}
+
+void TestDeviceUartManager::initTestCase()
+{
+    QVERIFY(m_dir.isValid());
+    QVERIFY(DBManager::instance()->initDatabase(m_dir.filePath("links.db")));
+    m_link = m_dir.filePath("tk-box");
+    qputenv("TAVROKVM_EXTRA_SERIAL_PORTS", (m_link + "=TK CDC").toUtf8());
+    m_previous = qInstallMessageHandler(recordingHandler);
+}
+
+void TestDeviceUartManager::cleanupTestCase()
+{
+    qInstallMessageHandler(m_previous);
+}
+
+void TestDeviceUartManager::init()
+{
+    g_logLines.clear();
+    m_box.stop();
+    QVERIFY(m_box.start(m_link, {"--serial", "SIMBOX-SERIAL-01"}));
+}
+
+void TestDeviceUartManager::boxPortIsFoundAndOpenedWithGreetingAndInfoRequest()
+{
+    QCOMPARE(UartManager::instance()->findFirstTkCdcPortName(), m_link);
+
+    DeviceUartManager *link = freshLink();
+    QSignalSpy info(link, &DeviceUartManager::deviceInfoPayloadReceived);
+    bool cachedBeforeSignal = false;
+    connect(link, &DeviceUartManager::deviceInfoPayloadReceived, this,
+            [&](const QString &, const QByteArray &payload) {
+                cachedBeforeSignal = TkProtocol::globalCachedDeviceInfoPayload() == payload;
+            });
+
+    QVERIFY(link->openSerialPort(m_link, 2000000));
+    QVERIFY(link->isConnected());
+    QCOMPARE(link->statusText(), QString("串口%1已连接").arg(m_link));
+    QCOMPARE(link->serialPort()->baudRate(), 2000000);
+
+    const int hello = m_box.waitFor("hello");
+    QVERIFY(hello >= 0);
+    const int query = m_box.waitFor("command", hello);
+    QVERIFY(query > hello);
+    QCOMPARE(m_box.at(query).value("name").toString(), QString("device_info_query"));
+
+    QTRY_COMPARE_WITH_TIMEOUT(info.size(), 1, kWaitMs);
+    QCOMPARE(info.first().at(0).toString(), link->deviceId());
+    const QByteArray payload = info.first().at(1).toByteArray();
+    QCOMPARE(payload.size(), 134);
+    QVERIFY(cachedBeforeSignal);
+    QCOMPARE(decodeDeviceInfoRecord(payload).serialNumber, QByteArray("SIMBOX-SERIAL-01"));
+    QCOMPARE(TkProtocol::globalCachedUdiskDir(), 1);
+    QVERIFY(logged(QString("[DeviceInfo] 设备 %1 信息:\n").arg(link->deviceId())));
+    link->closeSerialPort();
+}
+
+void TestDeviceUartManager::sameSettingsTwiceDoNothing()
+{
+    DeviceUartManager *link = freshLink();
+    QVERIFY(link->openSerialPort(m_link, 2000000));
+    QVERIFY(m_box.waitFor("command") >= 0);
+    QSerialPort *port = link->serialPort();
+
+    QVERIFY(link->openSerialPort(m_link, 2000000));
+    QCOMPARE(link->serialPort(), port);
+    QTest::qWait(400); // longer than the delayed information request
+    QCOMPARE(m_box.count("hello"), 1);
+    QCOMPARE(m_box.count("command"), 1);
+    link->forceCloseSerialPort();
+}
+
+void TestDeviceUartManager::otherRateReopensAndGreetsAgain()
+{
+    DeviceUartManager *link = freshLink();
+    QVERIFY(link->openSerialPort(m_link, 2000000));
+    const int first = m_box.waitFor("command");
+    QVERIFY(first >= 0);
+    QSerialPort *port = link->serialPort();
+
+    QVERIFY(link->openSerialPort(m_link, 115200));
+    QCOMPARE(link->serialPort(), port); // the port object is reused
+    QCOMPARE(link->baudRate(), 115200);
+    QVERIFY(m_box.waitFor("hello", first + 1) > first);
+    QVERIFY(m_box.waitFor("command", first + 1) > first);
+    QVERIFY(logged("[DeviceUartManager] 串口配置发生变化，关闭现有串口后重新打开"));
+    link->forceCloseSerialPort();
+}
+
+void TestDeviceUartManager::zeroRateMeansDefault()
+{
+    DeviceUartManager *link = freshLink();
+    QVERIFY(link->openSerialPort(m_link, 0));
+    QCOMPARE(link->baudRate(), 2000000);
+    QCOMPARE(link->serialPort()->baudRate(), 2000000);
+    link->forceCloseSerialPort();
+    QCOMPARE(link->serialPort(), nullptr);
+    QCOMPARE(link->statusText(), QString("串口已断开"));
+}
+
+void TestDeviceUartManager::nameDifferingInCaseAndBlanksPassesEnumeration()
+{
+    DeviceUartManager *link = freshLink();
+    const QString variant = "  " + m_link.toUpper() + " ";
+    link->openSerialPort(variant, 2000000);
+    // The enumeration check passed (no "not ready"); the file system then decides the open.
+    QVERIFY(!link->statusText().contains("未就绪"));
+    QVERIFY(!logged("跳过打开(可能刚插拔)"));
+    QVERIFY(link->serialPort() != nullptr);
+    link->forceCloseSerialPort();
+}
+
+void TestDeviceUartManager::portNotEnumeratedCreatesNoPortObject()
+{
+    DeviceUartManager *link = freshLink();
+    const QString missing = m_dir.filePath("no-such-port");
+    QVERIFY(!link->openSerialPort(missing, 2000000));
+    QCOMPARE(link->statusText(), QString("串口%1未就绪").arg(missing));
+    QCOMPARE(link->serialPort(), nullptr);
+
+    // An open link stays as it was.
+    QVERIFY(link->openSerialPort(m_link, 2000000));
+    QSerialPort *port = link->serialPort();
+    QVERIFY(!link->openSerialPort(missing, 2000000));
+    QCOMPARE(link->serialPort(), port);
+    QVERIFY(port->isOpen());
+    QCOMPARE(link->portName(), m_link);
+    link->forceCloseSerialPort();
+
+    QVERIFY(!link->openSerialPort(QString(), 2000000));
+    QCOMPARE(link->statusText(), QString("串口名称为空"));
+}
+
+void TestDeviceUartManager::generalRepliesCarryPendingCommand()
+{
+    DeviceUartManager *link = freshLink();
+    QSignalSpy replies(link, &DeviceUartManager::deviceGeneralReply);
+    QVERIFY(link->openSerialPort(m_link, 2000000));
+    QVERIFY(m_box.waitFor("reply") >= 0); // the information record came back
+
+    link->sendUdiskSetDirection(2);
+    QVERIFY(replies.wait(kWaitMs));
+    QCOMPARE(replies.at(0).at(1).value<quint8>(), quint8(0));
+    QCOMPARE(replies.at(0).at(2).toString(), QString("UDISK_SET"));
+
+    // Two commands before any reply: the first reply names the second, the next names none.
+    link->sendUdiskSetDirection(1);
+    link->sendMouseAutoMoveSet(true);
+    QTRY_COMPARE_WITH_TIMEOUT(replies.size(), 3, kWaitMs);
+    QCOMPARE(replies.at(1).at(2).toString(), QString("MOUSE_AUTO_MOVE_SET"));
+    QCOMPARE(replies.at(2).at(2).toString(), QString());
+    link->forceCloseSerialPort();
+
+    // Without an open port the pending command is dropped and the failure logged.
+    link->sendDeviceRestart();
+    QVERIFY(logged("[DeviceUartManager] sendDeviceRestart 发送失败 deviceId:"));
+}
+
+void TestDeviceUartManager::rejectedSetCommandReportsItsCode()
+{
+    m_box.stop();
+    QVERIFY(m_box.start(m_link, {"--reply-code", "7"}));
+    DeviceUartManager *link = freshLink();
+    QSignalSpy replies(link, &DeviceUartManager::deviceGeneralReply);
+    QVERIFY(link->openSerialPort(m_link, 2000000));
+    link->sendMouseAutoMoveSet(false);
+    QVERIFY(replies.wait(kWaitMs));
+    QCOMPARE(replies.at(0).at(1).value<quint8>(), quint8(7));
+    QCOMPARE(replies.at(0).at(2).toString(), QString("MOUSE_AUTO_MOVE_SET"));
+    link->forceCloseSerialPort();
+}
+
+void TestDeviceUartManager::craftedStreamLosesNoValidReply()
+{
+    // A pseudo-terminal of the test's own, to send what no well-behaved box would.
+    const int master = posix_openpt(O_RDWR | O_NOCTTY);
+    QVERIFY(master >= 0);
+    QVERIFY(grantpt(master) == 0 && unlockpt(master) == 0);
+    const QString slave = QString::fromLocal8Bit(ptsname(master));
+    qputenv("TAVROKVM_EXTRA_SERIAL_PORTS", (m_link + "=TK CDC;" + slave + "=Raw").toUtf8());
+
+    DeviceUartManager *link = freshLink();
+    QSignalSpy replies(link, &DeviceUartManager::deviceGeneralReply);
+    QSignalSpy info(link, &DeviceUartManager::deviceInfoPayloadReceived);
+    QVERIFY(link->openSerialPort(slave, 2000000));
+
+    QByteArray corrupted = TkProtocol::buildPacket(TkProtocol::ReplyGeneral, "\x01", 0);
+    corrupted[corrupted.size() - 2] = char(corrupted.at(corrupted.size() - 2) ^ 0x40);
+    QByteArray otherChannel = TkProtocol::buildPacket(TkProtocol::ReplyGeneral, "\x05", 0);
+    otherChannel[2] = 2; // channel byte; checksum recomputed below
+    const quint32 sum = TkProtocol::mcAddChecksum(
+        reinterpret_cast<const quint8 *>(otherChannel.constData()), otherChannel.size() - 4);
+    for (int i = 0; i < 4; ++i)
+        otherChannel[otherChannel.size() - 4 + i] = char((sum >> (8 * i)) & 0xFF);
+    const QByteArray record = encodeDeviceInfoRecord(DeviceInfoRecord());
+
+    const QByteArray stream = QByteArray("\x00\x57\xAB garbage", 11) + corrupted +
+                              TkProtocol::buildPacket(TkProtocol::ReplyGeneral, {}, 0) +
+                              otherChannel + QByteArray(7, '\x57') +
+                              TkProtocol::buildPacket(TkProtocol::ReplyDeviceInfo, record, 0) +
+                              TkProtocol::buildPacket(0x42, "ignored", 0);
+    // Written in two pieces that split a packet.
+    const int cut = stream.size() / 2;
+    QCOMPARE(::write(master, stream.constData(), size_t(cut)), ssize_t(cut));
+    QTest::qWait(50);
+    QCOMPARE(::write(master, stream.constData() + cut, size_t(stream.size() - cut)),
+             ssize_t(stream.size() - cut));
+
+    QVERIFY(info.wait(kWaitMs));
+    QCOMPARE(info.first().at(1).toByteArray(), record);
+    QCOMPARE(replies.size(), 1);
+    QCOMPARE(replies.at(0).at(1).value<quint8>(), quint8(255)); // empty payload
+    QCOMPARE(replies.at(0).at(2).toString(), QString());        // nothing was pending
+
+    link->forceCloseSerialPort();
+    ::close(master);
+    qputenv("TAVROKVM_EXTRA_SERIAL_PORTS", (m_link + "=TK CDC").toUtf8());
+}
+
+void TestDeviceUartManager::garbageFromTheBoxLosesNoReply()
+{
+    m_box.stop();
+    QVERIFY(m_box.start(m_link, {"--garbage-between"}));
+    DeviceUartManager *link = freshLink();
+    QSignalSpy replies(link, &DeviceUartManager::deviceGeneralReply);
+    QSignalSpy info(link, &DeviceUartManager::deviceInfoPayloadReceived);
+    QVERIFY(link->openSerialPort(m_link, 2000000));
+    QVERIFY(info.wait(kWaitMs));
+    for (int i = 0; i < 10; ++i)
+        link->sendUdiskSetDirection(quint8(1 + i % 2));
+    QTRY_COMPARE_WITH_TIMEOUT(replies.size(), 10, kWaitMs);
+    link->sendDeviceInfoRequest();
+    QTRY_COMPARE_WITH_TIMEOUT(info.size(), 2, kWaitMs);
+    link->forceCloseSerialPort();
+}
+
+void TestDeviceUartManager::hangUpForceClosesAndReopensWhenBack()
+{
+    DeviceUartManager *link = freshLink();
+    QSignalSpy info(link, &DeviceUartManager::deviceInfoPayloadReceived);
+    QVERIFY(link->openSerialPort(m_link, 2000000));
+    QVERIFY(info.wait(kWaitMs));
+    QVERIFY(!TkProtocol::globalCachedDeviceInfoPayload().isEmpty());
+
+    m_box.stop();
+    QTRY_VERIFY_WITH_TIMEOUT(link->serialPort() == nullptr, kWaitMs);
+    QVERIFY(logged("[DeviceUartManager] 串口状态更新: 已断开 串口错误: "));
+    QVERIFY(logged("[DeviceUartManager] 串口已强制关闭:"));
+    QCOMPARE(link->statusText(), QString("串口已断开"));
+    QVERIFY(!link->isConnected());
+    QVERIFY(TkProtocol::globalCachedDeviceInfoPayload().isEmpty());
+    QCOMPARE(TkProtocol::globalCachedUdiskDir(), -1);
+
+    QVERIFY(m_box.start(m_link));
+    QVERIFY(link->openSerialPort(m_link, 2000000));
+    QVERIFY(info.wait(kWaitMs));
+    link->forceCloseSerialPort();
+}
+
+void TestDeviceUartManager::settingsAreSavedAndLoaded()
+{
+    DeviceUartManager *link = freshLink();
+    const QString did = link->deviceId();
+    QSignalSpy changed(link, &DeviceUartManager::uartConfigChanged);
+    QVERIFY(DBManager::instance()->insertOrUpdateDevice(
+        {{"did", did}, {"device_name", "Rack 4"}, {"cursor_correction_enabled", 1}}));
+
+    link->updateUartConfigByUser(m_link, 2000000);
+    QCOMPARE(changed.size(), 1);
+    QVERIFY(link->serialPort() && link->serialPort()->isOpen());
+    const QVariantMap record = DBManager::instance()->getDeviceByDid(did);
+    QCOMPARE(record.value("uart_port").toString(), m_link);
+    QCOMPARE(record.value("baud_rate").toInt(), 2000000);
+    // The rest of the record survives the write-back.
+    QCOMPARE(record.value("device_name").toString(), QString("Rack 4"));
+    QCOMPARE(record.value("cursor_correction_enabled").toInt(), 1);
+
+    // Placeholders never reach the database.
+    link->updateUartConfigByUser("请选择串口", 115200);
+    QCOMPARE(changed.size(), 1);
+    QCOMPARE(DBManager::instance()->getDeviceByDid(did).value("baud_rate").toInt(), 2000000);
+
+    UartManager::instance()->removeDeviceUartManager(did);
+    DeviceUartManager *reloaded = UartManager::instance()->getDeviceUartManager(did);
+    QCOMPARE(reloaded->portName(), m_link);
+    QCOMPARE(reloaded->baudRate(), 2000000);
+    QCOMPARE(reloaded->serialPort(), nullptr); // loading never opens
+}
+
+void TestDeviceUartManager::updateWithStoredSettingsOnClosedPortDoesNothing()
+{
+    DeviceUartManager *link = freshLink();
+    QVERIFY(DBManager::instance()->insertOrUpdateDevice(
+        {{"did", link->deviceId()}, {"uart_port", m_link}, {"baud_rate", 2000000}}));
+    link->loadUartConfigFromDb();
+    QSignalSpy changed(link, &DeviceUartManager::uartConfigChanged);
+    link->updateUartConfig(m_link, 2000000);
+    QCOMPARE(changed.size(), 0);
+    QCOMPARE(link->serialPort(), nullptr);
+    QCOMPARE(m_box.count("hello"), 0);
+}
+
+void TestDeviceUartManager::infoRoundTrip()
+{
+    DeviceUartManager *link = freshLink();
+    QSignalSpy info(link, &DeviceUartManager::deviceInfoPayloadReceived);
+    QVERIFY(link->openSerialPort(m_link, 2000000));
+    QVERIFY(info.wait(kWaitMs));
+
+    QList<double> times;
+    for (int i = 0; i < 20; ++i) {
+        info.clear();
+        QElapsedTimer timer;
+        timer.start();
+        link->sendDeviceInfoRequest();
+        QVERIFY(info.wait(kWaitMs));
+        times << timer.nsecsElapsed() / 1e6;
+    }
+    std::sort(times.begin(), times.end());
+    // A figure for the record, not a limit.
+    qInstallMessageHandler(m_previous);
+    qInfo("information round trip over the pseudo-terminal: median %.2f ms, max %.2f ms",
+          times.at(times.size() / 2), times.last());
+    qInstallMessageHandler(recordingHandler);
+    link->forceCloseSerialPort();
+}
+
+QTEST_GUILESS_MAIN(TestDeviceUartManager)
+#include "tst_deviceuartmanager.moc"
