@@ -16,84 +16,11 @@
 #include "protocol/tkprotocol.h"
 #include "serial/deviceuartmanager.h"
 #include "serial/uartmanager.h"
+#include "tests/support/boxsimprocess.h"
 
 namespace {
 
 constexpr int kWaitMs = 10000;
-
-// The simulated box as a child process; its JSON event lines are collected as they come.
-class BoxSim
-{
-public:
-    ~BoxSim() { stop(); }
-
-    bool start(const QString &link, const QStringList &options = {})
-    {
-        m_events.clear();
-        m_process.setProgram(QStringLiteral(TAVROKVM_BOXSIM_PATH));
-        m_process.setArguments(QStringList{"--link", link} + options);
-        m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        m_process.start();
-        return m_process.waitForStarted(kWaitMs) && waitFor("ready") >= 0;
-    }
-
-    void stop()
-    {
-        if (m_process.state() == QProcess::NotRunning)
-            return;
-        m_process.terminate();
-        if (!m_process.waitForFinished(kWaitMs))
-            m_process.kill();
-        m_process.waitForFinished(kWaitMs);
-    }
-
-    // Index of the first event named `name` at or after `from`, waiting for it; -1 on time-out.
-    int waitFor(const QString &name, int from = 0, int timeoutMs = kWaitMs)
-    {
-        QElapsedTimer timer;
-        timer.start();
-        while (true) {
-            pump();
-            for (int i = from; i < m_events.size(); ++i) {
-                if (m_events.at(i).value("event").toString() == name)
-                    return i;
-            }
-            if (timer.elapsed() > timeoutMs)
-                return -1;
-            QTest::qWait(10);
-        }
-    }
-
-    int count(const QString &name)
-    {
-        pump();
-        return int(std::count_if(m_events.begin(), m_events.end(), [&](const QJsonObject &e) {
-            return e.value("event").toString() == name;
-        }));
-    }
-
-    int size()
-    {
-        pump();
-        return int(m_events.size());
-    }
-    QJsonObject at(int i) const { return m_events.at(i); }
-
-private:
-    void pump()
-    {
-        m_pending += m_process.readAllStandardOutput();
-        int newline;
-        while ((newline = m_pending.indexOf('\n')) >= 0) {
-            m_events << QJsonDocument::fromJson(m_pending.left(newline)).object();
-            m_pending.remove(0, newline + 1);
-        }
-    }
-
-    QProcess m_process;
-    QByteArray m_pending;
-    QList<QJsonObject> m_events;
-};
 
 // Records every log line so tests can check status transitions that pass quickly.
 QStringList g_logLines;
@@ -138,7 +65,7 @@ private:
 
     QTemporaryDir m_dir;
     QString m_link;
-    BoxSim m_box;
+    BoxSimProcess m_box;
     int m_didCounter = 0;
     QtMessageHandler m_previous = nullptr;
 };
@@ -167,7 +94,7 @@ void TestDeviceUartManager::init()
 {
     g_logLines.clear();
     m_box.stop();
-    QVERIFY(m_box.start(m_link, {"--serial", "SIMBOX-SERIAL-01"}));
+    QVERIFY(m_box.startReady(m_link, {"--serial", "SIMBOX-SERIAL-01"}));
 }
 
 void TestDeviceUartManager::boxPortIsFoundAndOpenedWithGreetingAndInfoRequest()
@@ -187,11 +114,8 @@ void TestDeviceUartManager::boxPortIsFoundAndOpenedWithGreetingAndInfoRequest()
     QCOMPARE(link->statusText(), QString("串口%1已连接").arg(m_link));
     QCOMPARE(link->serialPort()->baudRate(), 2000000);
 
-    const int hello = m_box.waitFor("hello");
-    QVERIFY(hello >= 0);
-    const int query = m_box.waitFor("command", hello);
-    QVERIFY(query > hello);
-    QCOMPARE(m_box.at(query).value("name").toString(), QString("device_info_query"));
+    QVERIFY(!m_box.next("hello").isEmpty());
+    QCOMPARE(m_box.next("command").value("name").toString(), QString("device_info_query"));
 
     QTRY_COMPARE_WITH_TIMEOUT(info.size(), 1, kWaitMs);
     QCOMPARE(info.first().at(0).toString(), link->deviceId());
@@ -208,14 +132,14 @@ void TestDeviceUartManager::sameSettingsTwiceDoNothing()
 {
     DeviceUartManager *link = freshLink();
     QVERIFY(link->openSerialPort(m_link, 2000000));
-    QVERIFY(m_box.waitFor("command") >= 0);
+    QVERIFY(!m_box.next("command").isEmpty());
     QSerialPort *port = link->serialPort();
 
     QVERIFY(link->openSerialPort(m_link, 2000000));
     QCOMPARE(link->serialPort(), port);
     QTest::qWait(400); // longer than the delayed information request
-    QCOMPARE(m_box.count("hello"), 1);
-    QCOMPARE(m_box.count("command"), 1);
+    QCOMPARE(m_box.namesSeen().count("hello"), 1);
+    QCOMPARE(m_box.namesSeen().count("command"), 1);
     link->forceCloseSerialPort();
 }
 
@@ -223,15 +147,14 @@ void TestDeviceUartManager::otherRateReopensAndGreetsAgain()
 {
     DeviceUartManager *link = freshLink();
     QVERIFY(link->openSerialPort(m_link, 2000000));
-    const int first = m_box.waitFor("command");
-    QVERIFY(first >= 0);
+    QVERIFY(!m_box.next("command").isEmpty());
     QSerialPort *port = link->serialPort();
 
     QVERIFY(link->openSerialPort(m_link, 115200));
     QCOMPARE(link->serialPort(), port); // the port object is reused
     QCOMPARE(link->baudRate(), 115200);
-    QVERIFY(m_box.waitFor("hello", first + 1) > first);
-    QVERIFY(m_box.waitFor("command", first + 1) > first);
+    QVERIFY(!m_box.next("hello").isEmpty());
+    QVERIFY(!m_box.next("command").isEmpty());
     QVERIFY(logged("[DeviceUartManager] 串口配置发生变化，关闭现有串口后重新打开"));
     link->forceCloseSerialPort();
 }
@@ -285,7 +208,7 @@ void TestDeviceUartManager::generalRepliesCarryPendingCommand()
     DeviceUartManager *link = freshLink();
     QSignalSpy replies(link, &DeviceUartManager::deviceGeneralReply);
     QVERIFY(link->openSerialPort(m_link, 2000000));
-    QVERIFY(m_box.waitFor("reply") >= 0); // the information record came back
+    QVERIFY(!m_box.next("reply").isEmpty()); // the information record came back
 
     link->sendUdiskSetDirection(2);
     QVERIFY(replies.wait(kWaitMs));
@@ -308,7 +231,7 @@ void TestDeviceUartManager::generalRepliesCarryPendingCommand()
 void TestDeviceUartManager::rejectedSetCommandReportsItsCode()
 {
     m_box.stop();
-    QVERIFY(m_box.start(m_link, {"--reply-code", "7"}));
+    QVERIFY(m_box.startReady(m_link, {"--reply-code", "7"}));
     DeviceUartManager *link = freshLink();
     QSignalSpy replies(link, &DeviceUartManager::deviceGeneralReply);
     QVERIFY(link->openSerialPort(m_link, 2000000));
@@ -369,7 +292,7 @@ void TestDeviceUartManager::craftedStreamLosesNoValidReply()
 void TestDeviceUartManager::garbageFromTheBoxLosesNoReply()
 {
     m_box.stop();
-    QVERIFY(m_box.start(m_link, {"--garbage-between"}));
+    QVERIFY(m_box.startReady(m_link, {"--garbage-between"}));
     DeviceUartManager *link = freshLink();
     QSignalSpy replies(link, &DeviceUartManager::deviceGeneralReply);
     QSignalSpy info(link, &DeviceUartManager::deviceInfoPayloadReceived);
@@ -400,7 +323,7 @@ void TestDeviceUartManager::hangUpForceClosesAndReopensWhenBack()
     QVERIFY(TkProtocol::globalCachedDeviceInfoPayload().isEmpty());
     QCOMPARE(TkProtocol::globalCachedUdiskDir(), -1);
 
-    QVERIFY(m_box.start(m_link));
+    QVERIFY(m_box.startReady(m_link));
     QVERIFY(link->openSerialPort(m_link, 2000000));
     QVERIFY(info.wait(kWaitMs));
     link->forceCloseSerialPort();
@@ -446,7 +369,7 @@ void TestDeviceUartManager::updateWithStoredSettingsOnClosedPortDoesNothing()
     link->updateUartConfig(m_link, 2000000);
     QCOMPARE(changed.size(), 0);
     QCOMPARE(link->serialPort(), nullptr);
-    QCOMPARE(m_box.count("hello"), 0);
+    QCOMPARE(m_box.namesSeen().count("hello"), 0);
 }
 
 void TestDeviceUartManager::infoRoundTrip()
