@@ -1,0 +1,319 @@
+#include "vcamprovider.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdlib>
+#include <fstream>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "vcamscene.h"
+#include "vcamsrc.h"
+
+GST_DEBUG_CATEGORY_STATIC(vcam_provider_debug);
+#define GST_CAT_DEFAULT vcam_provider_debug
+
+namespace {
+
+constexpr const char *kSceneVariable = "TAVROKVM_VCAM_SCENE";
+constexpr const char *kDevicesVariable = "TAVROKVM_VCAM_DEVICES";
+constexpr auto kPollInterval = std::chrono::milliseconds(200);
+constexpr std::streamsize kMaxSceneBytes = 64 * 1024;
+
+struct LiveDevice
+{
+    vcam::PlacedDevice placed;
+    GstDevice *device; // our own reference
+};
+
+struct ProviderState
+{
+    std::mutex lock; // guards everything below
+    std::condition_variable wake;
+    std::thread poller;
+    bool stopping = false;
+    std::vector<LiveDevice> live; // in the order they were listed
+    std::string scenePath;
+    std::optional<std::string> lastText; // scene file content last seen; nullopt: no file
+};
+
+std::string environment(const char *name)
+{
+    const char *value = std::getenv(name);
+    return value ? value : "";
+}
+
+bool blank(const std::string &text)
+{
+    return text.find_first_not_of(" \t\r\n") == std::string::npos;
+}
+
+// The file's content, or nullopt when it cannot be read. Only the first 64 KiB count.
+std::optional<std::string> readFile(const std::string &path)
+{
+    std::ifstream in(path, std::ios::binary);
+    if (!in)
+        return std::nullopt;
+    std::string text(static_cast<std::size_t>(kMaxSceneBytes), '\0');
+    in.read(&text[0], kMaxSceneBytes);
+    text.resize(static_cast<std::size_t>(in.gcount()));
+    return text;
+}
+
+// The scene in force when the provider starts, plus the scene file's content when there is one.
+std::vector<vcam::DeviceSpec> startingScene(std::string *scenePath,
+                                            std::optional<std::string> *fileText)
+{
+    *scenePath = environment(kSceneVariable);
+    if (!scenePath->empty()) {
+        *fileText = readFile(*scenePath);
+        if (!*fileText) {
+            g_message("[vcam] scene file %s does not exist yet: no cameras until it does",
+                      scenePath->c_str());
+            return {};
+        }
+        const vcam::SceneParse parse = vcam::parseScene(**fileText);
+        if (parse.ok)
+            return parse.devices;
+        g_warning("[vcam] scene file %s: %s; using one box", scenePath->c_str(),
+                  parse.error.c_str());
+        return vcam::defaultScene();
+    }
+
+    const std::string devices = environment(kDevicesVariable);
+    if (blank(devices))
+        return vcam::defaultScene();
+    const vcam::SceneParse parse = vcam::parseScene(devices);
+    if (parse.ok)
+        return parse.devices;
+    g_warning("[vcam] %s='%s': %s; using one box", kDevicesVariable, devices.c_str(),
+              parse.error.c_str());
+    return vcam::defaultScene();
+}
+
+GstDevice *makeDevice(const vcam::PlacedDevice &placed)
+{
+    const vcam::KindInfo &info = vcam::kindInfo(placed.spec.kind);
+    GstCaps *caps = tavrokvm_vcam_caps_for_kind(placed.spec.kind);
+    const std::string busPath = vcam::busPath(placed.port);
+    const std::string path = vcam::devicePath(placed.spec);
+    GstStructure *properties = gst_structure_new(
+        "tavrokvm-vcam", "device.api", G_TYPE_STRING, "tavrokvm-vcam", "device.bus", G_TYPE_STRING,
+        "usb", "device.kind", G_TYPE_STRING, info.word, "device.vendor.id", G_TYPE_STRING,
+        info.vendorId, "device.product.id", G_TYPE_STRING, info.productId, "device.product.name",
+        G_TYPE_STRING, info.displayName, "device.serial", G_TYPE_STRING, placed.spec.serial.c_str(),
+        "device.bus_path", G_TYPE_STRING, busPath.c_str(), "device.path", G_TYPE_STRING,
+        path.c_str(), nullptr);
+
+    auto *device = static_cast<TavroKvmVcamDevice *>(
+        g_object_new(TAVROKVM_TYPE_VCAM_DEVICE, "display-name", info.displayName, "device-class",
+                     "Video/Source", "caps", caps, "properties", properties, nullptr));
+    gst_caps_unref(caps);
+    gst_structure_free(properties);
+    return GST_DEVICE(gst_object_ref_sink(device));
+}
+
+} // namespace
+
+// ---------------------------------------------------------------------------------------------
+// The device: knows its kind and serial, opens as a tavrokvmvcamsrc.
+
+struct _TavroKvmVcamDevice
+{
+    GstDevice parent;
+};
+
+G_DEFINE_TYPE(TavroKvmVcamDevice, tavrokvm_vcam_device, GST_TYPE_DEVICE)
+
+namespace {
+
+GstElement *createElement(GstDevice *device, const gchar *name)
+{
+    GstStructure *properties = gst_device_get_properties(device);
+    const gchar *kind = properties ? gst_structure_get_string(properties, "device.kind") : nullptr;
+    const gchar *serial =
+        properties ? gst_structure_get_string(properties, "device.serial") : nullptr;
+    GstElement *element = gst_element_factory_make("tavrokvmvcamsrc", name);
+    if (element)
+        g_object_set(element, "kind", kind ? kind : "box", "serial", serial, nullptr);
+    else
+        g_warning("[vcam] element tavrokvmvcamsrc is not registered");
+    if (properties)
+        gst_structure_free(properties);
+    return element;
+}
+
+} // namespace
+
+static void tavrokvm_vcam_device_class_init(TavroKvmVcamDeviceClass *klass)
+{
+    GST_DEVICE_CLASS(klass)->create_element = createElement;
+}
+
+static void tavrokvm_vcam_device_init(TavroKvmVcamDevice *) {}
+
+// ---------------------------------------------------------------------------------------------
+// The provider.
+
+struct _TavroKvmVcamProvider
+{
+    GstDeviceProvider parent;
+    ProviderState *state;
+};
+
+G_DEFINE_TYPE(TavroKvmVcamProvider, tavrokvm_vcam_provider, GST_TYPE_DEVICE_PROVIDER)
+
+namespace {
+
+std::vector<vcam::PlacedDevice> placedDevices(const std::vector<LiveDevice> &live)
+{
+    std::vector<vcam::PlacedDevice> placed;
+    for (const LiveDevice &d : live)
+        placed.push_back(d.placed);
+    return placed;
+}
+
+// Unplugs what the new scene lacks and plugs what it adds; cameras present in both stay as they
+// are. Called with the state locked.
+void applyScene(GstDeviceProvider *provider, ProviderState &state,
+                const std::vector<vcam::DeviceSpec> &wanted)
+{
+    const std::vector<vcam::Placement> placements =
+        vcam::placeDevices(placedDevices(state.live), wanted);
+    std::vector<bool> kept(state.live.size(), false);
+    for (const vcam::Placement &p : placements) {
+        if (p.previous >= 0)
+            kept[std::size_t(p.previous)] = true;
+    }
+    for (std::size_t i = 0; i < state.live.size(); ++i) {
+        if (kept[i])
+            continue;
+        GST_INFO_OBJECT(provider, "unplugging %s on port %d",
+                        state.live[i].placed.spec.serial.c_str(), state.live[i].placed.port);
+        gst_device_provider_device_remove(provider, state.live[i].device);
+        gst_object_unref(state.live[i].device);
+    }
+
+    std::vector<LiveDevice> next;
+    for (const vcam::Placement &p : placements) {
+        if (p.previous >= 0) {
+            next.push_back(state.live[std::size_t(p.previous)]);
+            continue;
+        }
+        GST_INFO_OBJECT(provider, "plugging %s on port %d", p.device.spec.serial.c_str(),
+                        p.device.port);
+        GstDevice *device = makeDevice(p.device);
+        gst_device_provider_device_add(provider, device);
+        next.push_back({p.device, device});
+    }
+    state.live = std::move(next);
+}
+
+void pollScene(GstDeviceProvider *provider, ProviderState &state)
+{
+    std::unique_lock<std::mutex> guard(state.lock);
+    while (!state.wake.wait_for(guard, kPollInterval, [&] { return state.stopping; })) {
+        std::optional<std::string> text = readFile(state.scenePath);
+        if (text == state.lastText)
+            continue;
+        state.lastText = text;
+        if (!text) {
+            g_message("[vcam] scene file %s is gone: unplugging every camera",
+                      state.scenePath.c_str());
+            applyScene(provider, state, {});
+            continue;
+        }
+        const vcam::SceneParse parse = vcam::parseScene(*text);
+        if (!parse.ok) {
+            g_warning("[vcam] scene file %s: %s; the cameras stay as they are",
+                      state.scenePath.c_str(), parse.error.c_str());
+            continue;
+        }
+        applyScene(provider, state, parse.devices);
+    }
+}
+
+GList *probe(GstDeviceProvider *)
+{
+    std::string scenePath;
+    std::optional<std::string> fileText;
+    const std::vector<vcam::Placement> placements =
+        vcam::placeDevices({}, startingScene(&scenePath, &fileText));
+    GList *devices = nullptr;
+    for (const vcam::Placement &p : placements)
+        devices = g_list_append(devices, makeDevice(p.device));
+    return devices;
+}
+
+gboolean start(GstDeviceProvider *provider)
+{
+    ProviderState &state = *TAVROKVM_VCAM_PROVIDER(provider)->state;
+    std::lock_guard<std::mutex> guard(state.lock);
+    std::optional<std::string> fileText;
+    const std::vector<vcam::DeviceSpec> scene = startingScene(&state.scenePath, &fileText);
+    state.lastText = fileText;
+    // The cameras present at start are listed, not announced: a monitor asks for the list right
+    // after starting, and Qt 6.4 would take each announced camera a second time. A flushing bus
+    // drops the announcements.
+    GstBus *bus = gst_device_provider_get_bus(provider);
+    gst_bus_set_flushing(bus, TRUE);
+    for (const vcam::Placement &p : vcam::placeDevices({}, scene)) {
+        GstDevice *device = makeDevice(p.device);
+        gst_device_provider_device_add(provider, device);
+        state.live.push_back({p.device, device});
+    }
+    gst_bus_set_flushing(bus, FALSE);
+    gst_object_unref(bus);
+    if (!state.scenePath.empty()) {
+        state.stopping = false;
+        state.poller = std::thread(pollScene, provider, std::ref(state));
+    }
+    return TRUE;
+}
+
+void stop(GstDeviceProvider *provider)
+{
+    ProviderState &state = *TAVROKVM_VCAM_PROVIDER(provider)->state;
+    {
+        std::lock_guard<std::mutex> guard(state.lock);
+        state.stopping = true;
+    }
+    state.wake.notify_all();
+    if (state.poller.joinable())
+        state.poller.join();
+    // The base class drops its own list of devices; these are our references to them.
+    std::lock_guard<std::mutex> guard(state.lock);
+    for (LiveDevice &d : state.live)
+        gst_object_unref(d.device);
+    state.live.clear();
+}
+
+void finalize(GObject *object)
+{
+    delete TAVROKVM_VCAM_PROVIDER(object)->state;
+    G_OBJECT_CLASS(tavrokvm_vcam_provider_parent_class)->finalize(object);
+}
+
+} // namespace
+
+static void tavrokvm_vcam_provider_class_init(TavroKvmVcamProviderClass *klass)
+{
+    GST_DEBUG_CATEGORY_INIT(vcam_provider_debug, "tavrokvmvcamprovider", 0,
+                            "TavroKVM virtual camera provider");
+    G_OBJECT_CLASS(klass)->finalize = finalize;
+    GstDeviceProviderClass *providerClass = GST_DEVICE_PROVIDER_CLASS(klass);
+    providerClass->probe = probe;
+    providerClass->start = start;
+    providerClass->stop = stop;
+    gst_device_provider_class_set_static_metadata(
+        providerClass, "TavroKVM virtual cameras", "Video/Source",
+        "Lists the virtual capture cameras of the TavroKVM test scene", "TavroKVM");
+}
+
+static void tavrokvm_vcam_provider_init(TavroKvmVcamProvider *self)
+{
+    self->state = new ProviderState;
+}

@@ -1,0 +1,19 @@
+#pragma once
+
+// The device provider that lists the virtual cameras, class "Video/Source". Which cameras exist
+// comes from TAVROKVM_VCAM_SCENE (a file re-read every 200 ms while the provider runs, so cameras
+// can be plugged and unplugged) or else TAVROKVM_VCAM_DEVICES (read when the provider starts);
+// with neither, one box.
+
+#include <gst/gst.h>
+
+G_BEGIN_DECLS
+
+#define TAVROKVM_TYPE_VCAM_PROVIDER (tavrokvm_vcam_provider_get_type())
+G_DECLARE_FINAL_TYPE(TavroKvmVcamProvider, tavrokvm_vcam_provider, TAVROKVM, VCAM_PROVIDER,
+                     GstDeviceProvider)
+
+#define TAVROKVM_TYPE_VCAM_DEVICE (tavrokvm_vcam_device_get_type())
+G_DECLARE_FINAL_TYPE(TavroKvmVcamDevice, tavrokvm_vcam_device, TAVROKVM, VCAM_DEVICE, GstDevice)
+
+G_END_DECLS
