@@ -1,0 +1,24 @@
+#pragma once
+
+#include <QByteArray>
+#include <QCameraDevice>
+#include <QList>
+
+// The toolkit's camera ids are not stable on every system (Qt 6.4 with GStreamer numbers cameras
+// in the order they appear), so every place that identifies a box by its camera uses this
+// identity instead: it is stable across runs and re-plugs, differs between two identical boxes,
+// and for the box's camera carries "vid_a5c0" and "pid_2132" (or "pid_2131").
+struct IdentifiedCamera
+{
+    QCameraDevice device;
+    QByteArray identity;
+};
+
+// QMediaDevices::videoInputs(), in its order, each camera with its identity.
+QList<IdentifiedCamera> identifiedVideoInputs();
+
+// The identity of a camera of the current list; empty when it is not listed.
+QByteArray cameraIdentity(const QCameraDevice &device);
+
+// The camera of the current list with this identity; a null device when none has it.
+QCameraDevice findCameraByIdentity(const QByteArray &identity);

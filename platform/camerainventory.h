@@ -1,0 +1,14 @@
+#pragma once
+
+#include <QList>
+#include <QString>
+
+// The system's own list of capture cameras, for the log only.
+struct SystemCamera
+{
+    QString name;     // localised name (macOS) or V4L2 card name (Linux)
+    QString uniqueId; // unique id (macOS) or device node "/dev/videoN" (Linux)
+};
+
+// macOS: AVFoundation video devices. Linux: V4L2 nodes that can capture video.
+QList<SystemCamera> systemCameraInventory();
