@@ -1,11 +1,12 @@
 # make run   - install what is missing, build, start the console
 # make test  - install what is missing, build, run every test
+# make demo  - the same as run, against the simulated box (virtual camera + tavrokvm-boxsim)
 BUILD_DIR ?= build
 BUILD_TYPE ?= RelWithDebInfo
 SANITIZE ?= OFF
 CTEST_ARGS ?=
 
-.PHONY: all setup configure build run test bench clean
+.PHONY: all setup configure build run demo test bench clean
 
 all: build
 
@@ -20,6 +21,9 @@ build: configure
 
 run: build
 	scripts/run-console.sh $(BUILD_DIR)
+
+demo: build
+	scripts/run-simulated.sh $(BUILD_DIR)
 
 test: build
 	scripts/run-tests.sh $(BUILD_DIR) $(CTEST_ARGS)

@@ -31,6 +31,14 @@ public:
         qDebug() << "==========================================";
     }
 
+    // The lines the console view logs after setting its own switches.
+    static QString getHardwareAccelerationStatus()
+    {
+        return QStringLiteral("硬件加速状态:\n- 环境变量已设置\n- 支持的硬件格式: %1种\n- 平台: %2")
+            .arg(HARDWARE_ACCELERATED_FORMATS.size())
+            .arg(platformAcceleration().platformName);
+    }
+
     static void setPlatformSpecificAcceleration()
     {
         const PlatformAcceleration platform = platformAcceleration();

@@ -53,8 +53,8 @@ QSize maxSupportedResolution(const QList<CaptureFormatDesc> &formats);
 // What the periodic resolution check concludes from the current and the largest resolution.
 struct ResolutionCheckVerdict
 {
-    bool switchWanted = false;  // current × 1.2 < maximum
-    double gainPercent = 0;     // (max − cur) / cur × 100, when a switch is wanted
+    bool switchWanted = false;   // current × 1.2 < maximum
+    double gainPercent = 0;      // (max − cur) / cur × 100, when a switch is wanted
     bool extendInterval = false; // current ≥ maximum × 0.95: check every 30 s from now on
 };
 ResolutionCheckVerdict judgeResolutionCheck(const QSize &current, const QSize &maximum);

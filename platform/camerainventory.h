@@ -12,3 +12,6 @@ struct SystemCamera
 
 // macOS: AVFoundation video devices. Linux: V4L2 nodes that can capture video.
 QList<SystemCamera> systemCameraInventory();
+
+// The same over another device folder, so that tests can point it at one they made.
+QList<SystemCamera> systemCameraInventoryIn(const QString &devDir);

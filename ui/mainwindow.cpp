@@ -1,7 +1,9 @@
 #include "ui/mainwindow.h"
 
 #include <QLabel>
+#include <QStatusBar>
 
+#include "console/tavrovideo.h"
 #include "ui/stylesheet.h"
 
 MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent)
@@ -11,8 +13,14 @@ MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent)
     resize(1280, 800);
     setStyleSheet(getQssString(QStringLiteral(":/res/qss/mainwindow.css")));
 
-    auto *placeholder = new QLabel(QStringLiteral("TavroKVM"), this);
-    placeholder->setObjectName(QStringLiteral("placeholderLabel"));
-    placeholder->setAlignment(Qt::AlignCenter);
-    setCentralWidget(placeholder);
+    auto *resolution = new QLabel(QStringLiteral("..."), this);
+    resolution->setObjectName(QStringLiteral("statusSection1"));
+    auto *rate = new QLabel(QStringLiteral("Mouse: N/A"), this);
+    rate->setObjectName(QStringLiteral("statusSection2"));
+    statusBar()->addWidget(resolution);
+    statusBar()->addWidget(rate);
+
+    m_video = new TavroVideo(this);
+    m_video->setObjectName(QStringLiteral("tavroVideo"));
+    setCentralWidget(m_video);
 }

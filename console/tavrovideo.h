@@ -1,0 +1,198 @@
+#pragma once
+
+#include <QByteArray>
+#include <QCameraDevice>
+#include <QDateTime>
+#include <QElapsedTimer>
+#include <QImage>
+#include <QPointer>
+#include <QRect>
+#include <QSize>
+#include <QVideoFrame>
+#include <QVideoFrameFormat>
+#include <QWidget>
+#include <atomic>
+#include <functional>
+#include <memory>
+
+class QAudioInput;
+class QAudioOutput;
+class QAudioSink;
+class QAudioSource;
+class QCamera;
+class QMediaCaptureSession;
+class QMediaDevices;
+class QTimer;
+class QVideoSink;
+
+// The console view: shows the target's picture, owns the capture session of the current box and
+// is the hub through which keyboard and mouse reach it. Its implementation is split by concern:
+// tavrovideo.cpp (construction, application state), tavrovideo_capture.cpp (cameras, formats,
+// serial link at open), tavrovideo_display.cpp (frames on screen).
+class TavroVideo : public QWidget
+{
+    Q_OBJECT
+public:
+    explicit TavroVideo(QWidget *parent = nullptr);
+    ~TavroVideo() override;
+
+    // Capture session lifecycle.
+    void openCamera(const QByteArray &cameraId);
+    void startCameraWithPermission();
+    void closeCamera(bool closeUart);
+    void parkMainCameraForGridLayout();
+    bool isUvcHeldByExclusiveMainCanvas(const QByteArray &id) const;
+    void showVideoDisplay();
+
+    // Permissions.
+    void requestCameraPermissionEarly();
+    void requestMicrophonePermissionEarly();
+    void showCameraPermissionDialog();
+
+    // The current box.
+    QString getCurrentDeviceDid() const;
+    QByteArray currentDeviceId() const { return m_currentDeviceId; }
+    bool isCameraActive() const { return m_cameraActive; }
+    QSize negotiatedResolution() const { return m_negotiatedResolution; }
+    double negotiatedFps() const { return m_negotiatedFps; }
+    qint64 lastFrameTimeMs() const { return m_lastFrameTimeMs; }
+
+    // Serial link of the current box.
+    bool initializeUartSystem(const QString &portName, int baudRate);
+    bool openSerialPort(const QString &portName, int baudRate);
+    void closeSerialPort();
+
+    // Cameras.
+    void enumerateCameras(QList<QCameraDevice> &out);
+    QList<QCameraDevice> getUvcDeviceList();
+    static bool isUsbVideoLikeDevice(const QCameraDevice &device);
+    static QByteArray pickPreferredInitialCameraId(const QList<QCameraDevice> &devices);
+
+    // Format negotiation.
+    QCameraFormat findBestSupportedFormat(const QCameraDevice &device);
+    QSize getMaxSupportedResolution();
+    bool switchToResolution(const QSize &target);
+    void stopResolutionCheck();
+    static QString getPixelFormatString(QVideoFrameFormat::PixelFormat format);
+    int resolutionCheckIntervalMs() const;
+
+    // Frame presentation.
+    QSize videoContentSizeForLayout() const;
+    QRect getActualVideoDisplayRect() const;
+    void invalidateActualVideoDisplayRect();
+    QImage convertedImage() const { return m_convertedImage; }
+    QVideoFrame lastFrame() const { return m_lastFrame; }
+
+    // Moves this view's clock (frame age, start-up window) forward, so that tests can reach the
+    // time-based rules without waiting.
+    void advanceClockForTests(qint64 ms) { m_clockOffsetMs += ms; }
+
+signals:
+    void cameraStarted();
+    void cameraClosed();
+    void cameraPermissionGranted();
+    void cameraPermissionDenied();
+    void uvcInputsChanged();
+    void uartConfigLoaded(const QString &portName, int baudRate);
+    void newFrame(const QVideoFrame &frame);
+    void aspectRatioChanged(double ratio);
+    void uartStatusChanged(bool connected, const QString &status);
+    void previewGridRequested();
+    void statusBarMessageRequested(const QString &message);
+
+public slots:
+    void checkAndSwitchToMaxResolution();
+    void processVideoFrame(const QVideoFrame &frame);
+    void monitorMemoryUsage();
+
+protected:
+    void changeEvent(QEvent *event) override;
+    void paintEvent(QPaintEvent *event) override;
+    void resizeEvent(QResizeEvent *event) override;
+
+private:
+    // tavrovideo.cpp
+    void setupConnections();
+    void onApplicationStateChanged(Qt::ApplicationState state);
+    void startSystemKeyboardHook();
+    void stopSystemKeyboardHook();
+    void closePopupWindows();
+    void cleanupPopupWindows();
+    qint64 nowMs() const;
+    qint64 startupElapsedMs() const;
+
+    // tavrovideo_capture.cpp
+    void runDeferredFirstOpen();
+    void onVideoInputsChangedDebounced();
+    void onVideoInputsChangedForPreferred();
+    void loadSerialLinkAtOpen(const QByteArray &cameraId);
+    void negotiateFormat(const QCameraDevice &device);
+    void showNegotiatedFormatInStatusBar();
+    void setupUvcAudioPlayback(const QCameraDevice &device);
+    void ensureUartInfoSignalConnected();
+    void finishCloseCameraTeardown();
+    void connectVideoSink();
+
+    // tavrovideo_display.cpp
+    void startAsyncFrameDecodeWorker();
+    void onFrameDecoded(quint32 generation, quint32 sequence, const QImage &image);
+    void scheduleVideoPaintUpdate();
+    void performMemoryCleanup();
+    void forceGarbageCollection();
+    void clearDisplayState();
+    quint32 bumpFrameGeneration();
+
+    QMediaCaptureSession *m_captureSession = nullptr;
+    QVideoSink *m_videoSink = nullptr;
+    QCamera *m_camera = nullptr;
+    QByteArray m_currentDeviceId;
+    QByteArray m_pendingCameraId;
+    bool m_cameraActive = false;
+    qint64 m_lastFrameTimeMs = 0;
+    QSize m_negotiatedResolution{-1, -1};
+    double m_negotiatedFps = 0;
+    bool m_fullClose = false;
+    quint64 m_captureGeneration = 0;
+    bool m_multiSameDisplay = false;
+    QElapsedTimer m_startupClock;
+    qint64 m_clockOffsetMs = 0;
+    bool m_appActive = true;
+    bool m_keyboardHookActive = false;
+    bool m_permissionDialogShowing = false;
+    QMediaDevices *m_mediaDevices = nullptr;
+    QTimer *m_videoInputsDebounceTimer = nullptr;
+    QTimer *m_memoryMonitorTimer = nullptr;
+
+    // Resolution check.
+    QTimer *m_resolutionCheckTimer = nullptr;
+    bool m_autoResolutionSwitchEnabled = true;
+    int m_resolutionSwitchCount = 0;
+    int m_maxResolutionSwitches = 3;
+    QSize m_lastSwitchedResolution;
+
+    // Audio (paired with the camera).
+    QAudioInput *m_audioInput = nullptr;
+    QAudioOutput *m_audioOutput = nullptr;
+    QAudioSource *m_audioSource = nullptr;
+    QAudioSink *m_audioSink = nullptr;
+    bool m_audioPassthroughOn = false;
+
+    // Display.
+    QVideoFrame m_lastFrame;
+    quint32 m_frameSequence = 0;
+    QImage m_convertedImage;
+    qint32 m_convertedSequence = -1;
+    QVideoFrame m_pendingDecodeFrame;
+    bool m_decodeBusy = false;
+    quint32 m_frameGeneration = 0;
+    std::shared_ptr<std::atomic<quint32>> m_sharedFrameGeneration =
+        std::make_shared<std::atomic<quint32>>(0);
+    bool m_paintScheduled = false;
+    bool m_glSurfaceActive = false;
+    QElapsedTimer m_frameAgeClock;
+    int m_framesInWindow = 0;
+    QDateTime m_fpsWindowStart;
+    double m_measuredFps = 0;
+    mutable QRect m_displayRectCache;
+    mutable bool m_displayRectCacheValid = false;
+};

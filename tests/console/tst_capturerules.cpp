@@ -1,0 +1,105 @@
+// Small rules of the console view: when frames count as flowing, the stored port name, and the
+// letterboxed picture rectangle.
+
+#include <QTest>
+
+#include "console/capturerules.h"
+
+class TestCaptureRules : public QObject
+{
+    Q_OBJECT
+private slots:
+    void framesFlowing_data();
+    void framesFlowing();
+    void bareStoredPortName_data();
+    void bareStoredPortName();
+    void letterbox_data();
+    void letterbox();
+};
+
+void TestCaptureRules::framesFlowing_data()
+{
+    QTest::addColumn<qint64>("lastFrameMs");
+    QTest::addColumn<qint64>("nowMs");
+    QTest::addColumn<bool>("flowing");
+    QTest::addColumn<qint64>("agoMs");
+
+    const qint64 now = 1'700'000'000'000;
+    QTest::newRow("frame just now") << now << now << true << qint64(0);
+    QTest::newRow("1800 ms old") << now - 1800 << now << true << qint64(1800);
+    QTest::newRow("1801 ms old") << now - 1801 << now << false << qint64(1801);
+    QTest::newRow("no frame ever") << qint64(0) << now << false << qint64(-1);
+}
+
+void TestCaptureRules::framesFlowing()
+{
+    QFETCH(qint64, lastFrameMs);
+    QFETCH(qint64, nowMs);
+    QFETCH(bool, flowing);
+    QFETCH(qint64, agoMs);
+    QCOMPARE(framesAreFlowing(lastFrameMs, nowMs), flowing);
+    QCOMPARE(lastFrameAgoMs(lastFrameMs, nowMs), agoMs);
+}
+
+void TestCaptureRules::bareStoredPortName_data()
+{
+    QTest::addColumn<QString>("stored");
+    QTest::addColumn<QString>("bare");
+
+    QTest::newRow("plain") << "/dev/ttyACM0"
+                           << "/dev/ttyACM0";
+    QTest::newRow("display suffix") << "/dev/ttyACM0 (TK CDC)"
+                                    << "/dev/ttyACM0";
+    QTest::newRow("first of two suffixes") << "COM3 (a) (b)"
+                                           << "COM3";
+    QTest::newRow("starts with the suffix") << " (TK CDC)"
+                                            << " (TK CDC)";
+    QTest::newRow("one character before") << "x (y)"
+                                          << "x";
+    QTest::newRow("parenthesis without blank") << "/dev/tty(1)"
+                                               << "/dev/tty(1)";
+    QTest::newRow("empty") << ""
+                           << "";
+}
+
+void TestCaptureRules::bareStoredPortName()
+{
+    QFETCH(QString, stored);
+    QFETCH(QString, bare);
+    QCOMPARE(::bareStoredPortName(stored), bare);
+}
+
+void TestCaptureRules::letterbox_data()
+{
+    QTest::addColumn<QSize>("view");
+    QTest::addColumn<QSize>("picture");
+    QTest::addColumn<QRect>("expected");
+
+    QTest::newRow("same aspect") << QSize(1280, 720) << QSize(1920, 1080) << QRect(0, 0, 1280, 720);
+    QTest::newRow("square view") << QSize(1000, 1000) << QSize(1920, 1080)
+                                 << QRect(0, 219, 1000, 562);
+    QTest::newRow("pillarbox") << QSize(1280, 720) << QSize(1280, 1024) << QRect(190, 0, 900, 720);
+    QTest::newRow("odd remainder rounds down")
+        << QSize(1001, 600) << QSize(800, 600) << QRect(100, 0, 800, 600);
+    QTest::newRow("upscale") << QSize(1920, 1080) << QSize(640, 480) << QRect(240, 0, 1440, 1080);
+    QTest::newRow("no picture") << QSize(800, 600) << QSize(-1, -1) << QRect();
+    QTest::newRow("empty view") << QSize(0, 600) << QSize(1920, 1080) << QRect();
+}
+
+void TestCaptureRules::letterbox()
+{
+    QFETCH(QSize, view);
+    QFETCH(QSize, picture);
+    QFETCH(QRect, expected);
+    const QRect rect = letterboxRect(view, picture);
+    QCOMPARE(rect, expected);
+    if (!rect.isNull()) {
+        QVERIFY(QRect(QPoint(0, 0), view).contains(rect));
+        // Centred: the margins differ by at most one pixel.
+        QVERIFY(qAbs(rect.left() - (view.width() - rect.right() - 1)) <= 1);
+        QVERIFY(qAbs(rect.top() - (view.height() - rect.bottom() - 1)) <= 1);
+    }
+}
+
+QTEST_APPLESS_MAIN(TestCaptureRules)
+#include "tst_capturerules.moc"
