@@ -152,6 +152,7 @@ private:
     QSize m_negotiatedResolution{-1, -1};
     double m_negotiatedFps = 0;
     bool m_fullClose = false;
+    bool m_sessionNeedsRenewal = false;
     quint64 m_captureGeneration = 0;
     bool m_multiSameDisplay = false;
     QElapsedTimer m_startupClock;

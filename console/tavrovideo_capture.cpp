@@ -320,6 +320,7 @@ void TavroVideo::openCamera(const QByteArray &cameraId)
             qDebug() << "[TavroVideo::openCamera] 目标设备已在前台激活且帧流正常，跳过重复打开";
             return;
         }
+        m_sessionNeedsRenewal = true;
         qWarning().noquote()
             << "[TavroVideo::openCamera] 同设备处于 active 但帧流超时，执行强制重开:"
             << QStringLiteral("lastFrameAgoMs=%1").arg(lastFrameAgoMs(m_lastFrameTimeMs, now));
@@ -345,10 +346,22 @@ void TavroVideo::openCamera(const QByteArray &cameraId)
     qDebug().noquote() << "[TavroVideo::openCamera] 找到目标设备:" << device.description();
 
     m_camera = new QCamera(device, this);
+    connect(m_camera, &QCamera::errorOccurred, this, [this](QCamera::Error, const QString &text) {
+        qWarning().noquote() << "[TavroVideo] 相机错误:" << text;
+        m_sessionNeedsRenewal = true;
+    });
     connect(m_camera, &QCamera::activeChanged, this, [this](bool active) {
         m_cameraActive = active;
         qDebug() << "[TavroVideo] 相机状态变化:" << (active ? "激活" : "停止");
     });
+    // A session whose camera stopped delivering (pulled out, failed) may not recover its
+    // pipeline when given a new camera: start from a fresh one then.
+    if (m_sessionNeedsRenewal) {
+        qDebug() << "[TavroVideo::openCamera] 上一路采集异常中断，重建采集会话";
+        delete m_captureSession;
+        m_captureSession = new QMediaCaptureSession(this);
+        m_sessionNeedsRenewal = false;
+    }
     // The sink goes on the session first: with the camera first the pipeline may stall.
     m_captureSession->setVideoSink(m_videoSink);
     m_captureSession->setCamera(m_camera);

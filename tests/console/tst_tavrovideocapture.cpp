@@ -4,6 +4,7 @@
 #include <QApplication>
 #include <QFile>
 #include <QLabel>
+#include <QMediaDevices>
 #include <QSignalSpy>
 #include <QStatusBar>
 #include <QTemporaryDir>
@@ -77,6 +78,7 @@ private slots:
     void boxAppearingEarlySwitchesOnce();
     void boxAppearingLateSwitchesNothing();
     void secondBoxModelWinsOverGenericUsbVideo();
+    void replugBoxGetsItsRecordBack();
 
 private:
     // A main window with the console view; waits until the first open has started a camera.
@@ -286,6 +288,39 @@ void TestTavroVideoCapture::secondBoxModelWinsOverGenericUsbVideo()
 {
     startConsole("builtin,usbvideo,box2131:TKSECOND01");
     QVERIFY(m_view->currentDeviceId().contains("pid_2131"));
+}
+
+void TestTavroVideoCapture::replugBoxGetsItsRecordBack()
+{
+    startConsole("box:TKPLUG01");
+    const QByteArray id = m_view->currentDeviceId();
+    const QString did = m_view->getCurrentDeviceDid();
+    QVariantMap record = DBManager::instance()->getDeviceByDid(did);
+    QCOMPARE(record.value("uart_port").toString(), m_link);
+    record.insert("cursor_correction_enabled", 1);
+    QVERIFY(DBManager::instance()->insertOrUpdateDevice(record));
+
+    // Pulled out while it shows its picture, then plugged back in.
+    writeScene("");
+    QTRY_VERIFY_WITH_TIMEOUT(QMediaDevices::videoInputs().isEmpty(), kOpenTimeoutMs);
+    // A camera that is gone delivers no more pictures.
+    QTest::qWait(2000);
+    QVERIFY(QDateTime::currentMSecsSinceEpoch() - m_view->lastFrameTimeMs() > 1800);
+    writeScene("box:TKPLUG01");
+    QTRY_COMPARE_WITH_TIMEOUT(QMediaDevices::videoInputs().size(), 1, kOpenTimeoutMs);
+
+    g_logLines.clear();
+    QSignalSpy started(m_view, &TavroVideo::cameraStarted);
+    m_view->openCamera(id);
+    QVERIFY(started.count() == 1 || started.wait(kOpenTimeoutMs));
+    QCOMPARE(m_view->getCurrentDeviceDid(), did);
+    // The link comes from the box's stored record, not from a new search for the port.
+    QCOMPARE(logCount(QStringLiteral("开机时发现有效的数据库串口配置，尝试打开")), 1);
+    QCOMPARE(logCount(QStringLiteral("尝试自动连接名称含 TK CDC 的端口")), 0);
+    record = DBManager::instance()->getDeviceByDid(did);
+    QCOMPARE(record.value("cursor_correction_enabled").toInt(), 1);
+    QVERIFY(UartManager::instance()->getDeviceUartManager(did)->isConnected());
+    QVERIFY(waitForFrames(2));
 }
 
 int main(int argc, char **argv)

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -17,6 +18,25 @@ GST_DEBUG_CATEGORY_STATIC(vcam_provider_debug);
 #define GST_CAT_DEFAULT vcam_provider_debug
 
 namespace {
+
+// Cameras unplugged by a scene, as "kind:serial".
+std::mutex g_unpluggedLock;
+std::set<std::string> g_unplugged;
+
+std::string plugKey(const char *kindWord, const char *serial)
+{
+    return std::string(kindWord ? kindWord : "") + ':' + (serial ? serial : "");
+}
+
+void markUnplugged(const vcam::DeviceSpec &spec, bool unplugged)
+{
+    const std::string key = plugKey(vcam::kindInfo(spec.kind).word, spec.serial.c_str());
+    std::lock_guard<std::mutex> guard(g_unpluggedLock);
+    if (unplugged)
+        g_unplugged.insert(key);
+    else
+        g_unplugged.erase(key);
+}
 
 constexpr const char *kSceneVariable = "TAVROKVM_VCAM_SCENE";
 constexpr const char *kDevicesVariable = "TAVROKVM_VCAM_DEVICES";
@@ -193,6 +213,7 @@ void applyScene(GstDeviceProvider *provider, ProviderState &state,
             continue;
         GST_INFO_OBJECT(provider, "unplugging %s on port %d",
                         state.live[i].placed.spec.serial.c_str(), state.live[i].placed.port);
+        markUnplugged(state.live[i].placed.spec, true);
         gst_device_provider_device_remove(provider, state.live[i].device);
         gst_object_unref(state.live[i].device);
     }
@@ -206,6 +227,7 @@ void applyScene(GstDeviceProvider *provider, ProviderState &state,
         GST_INFO_OBJECT(provider, "plugging %s on port %d", p.device.spec.serial.c_str(),
                         p.device.port);
         GstDevice *device = makeDevice(p.device);
+        markUnplugged(p.device.spec, false);
         gst_device_provider_device_add(provider, device);
         next.push_back({p.device, device});
     }
@@ -316,4 +338,10 @@ static void tavrokvm_vcam_provider_class_init(TavroKvmVcamProviderClass *klass)
 static void tavrokvm_vcam_provider_init(TavroKvmVcamProvider *self)
 {
     self->state = new ProviderState;
+}
+
+bool tavrokvm_vcam_is_unplugged(const char *kindWord, const char *serial)
+{
+    std::lock_guard<std::mutex> guard(g_unpluggedLock);
+    return g_unplugged.count(plugKey(kindWord, serial)) > 0;
 }

@@ -17,3 +17,8 @@ G_DECLARE_FINAL_TYPE(TavroKvmVcamProvider, tavrokvm_vcam_provider, TAVROKVM, VCA
 G_DECLARE_FINAL_TYPE(TavroKvmVcamDevice, tavrokvm_vcam_device, TAVROKVM, VCAM_DEVICE, GstDevice)
 
 G_END_DECLS
+
+// Whether the camera of this kind and serial has been unplugged since it was last plugged in. A
+// camera that is opened keeps its element; like a real one pulled out, that element then stops
+// with an error instead of producing pictures of a camera that is gone.
+bool tavrokvm_vcam_is_unplugged(const char *kindWord, const char *serial);

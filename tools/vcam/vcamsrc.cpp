@@ -7,6 +7,7 @@
 
 #include "vcamjpeg.h"
 #include "vcampicture.h"
+#include "vcamprovider.h"
 
 GST_DEBUG_CATEGORY_STATIC(vcam_src_debug);
 #define GST_CAT_DEFAULT vcam_src_debug
@@ -268,6 +269,12 @@ GstFlowReturn create(GstPushSrc *push, GstBuffer **out)
     Stream &st = *src->stream;
     if (!st.negotiated)
         return GST_FLOW_NOT_NEGOTIATED;
+    if (tavrokvm_vcam_is_unplugged(vcam::kindInfo(src->kind).word, src->serial)) {
+        GST_ELEMENT_ERROR(
+            src, RESOURCE, NOT_FOUND, ("The camera was unplugged."),
+            ("%s %s is gone", vcam::kindInfo(src->kind).word, src->serial ? src->serial : ""));
+        return GST_FLOW_ERROR;
+    }
 
     const GstClockTime now = runningTime(GST_ELEMENT(src));
     if (!GST_CLOCK_TIME_IS_VALID(st.offset)) {
