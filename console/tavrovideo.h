@@ -11,6 +11,8 @@
 #include <QVideoFrame>
 #include <QVideoFrameFormat>
 #include <QWidget>
+
+#include "console/input/bordercheck.h"
 #include <atomic>
 #include <functional>
 #include <memory>
@@ -24,6 +26,7 @@ class QMediaCaptureSession;
 class QMediaDevices;
 class QTimer;
 class QVideoSink;
+class VideoGlSurface;
 
 // The console view: shows the target's picture, owns the capture session of the current box and
 // is the hub through which keyboard and mouse reach it. Its implementation is split by concern:
@@ -82,10 +85,19 @@ public:
     void invalidateActualVideoDisplayRect();
     QImage convertedImage() const { return m_convertedImage; }
     QVideoFrame lastFrame() const { return m_lastFrame; }
+    quint64 decodeJobsStarted() const { return m_decodeJobsStarted; }
+    quint32 frameSequence() const { return m_frameSequence; }
+    qint32 convertedSequence() const { return m_convertedSequence; }
+    VideoGlSurface *videoGlSurface() const { return m_glSurface; }
+    bool isGlSurfaceActive() const { return m_glSurfaceActive; }
+    // The GPU surface is used when TAVROKVM_GPU_VIDEO is set.
+    static bool gpuVideoRequested();
 
     // Moves this view's clock (frame age, start-up window) forward, so that tests can reach the
     // time-based rules without waiting.
     void advanceClockForTests(qint64 ms) { m_clockOffsetMs += ms; }
+    // Lets tests hand frames to the view as if its camera were running.
+    void setCameraActiveForTests(bool active) { m_cameraActive = active; }
 
 signals:
     void cameraStarted();
@@ -134,6 +146,12 @@ private:
     void connectVideoSink();
 
     // tavrovideo_display.cpp
+    void presentVideoFrame(const QVideoFrame &frame);
+    void ensureVideoGlSurface();
+    void releaseVideoGlSurface();
+    void raiseOverlaysAboveVideo();
+    void scheduleJpegBorderCheckAsync(const QVideoFrame &frame);
+    void syncAudioPassthroughState();
     void startAsyncFrameDecodeWorker();
     void onFrameDecoded(quint32 generation, quint32 sequence, const QImage &image);
     void scheduleVideoPaintUpdate();
@@ -190,10 +208,18 @@ private:
         std::make_shared<std::atomic<quint32>>(0);
     bool m_paintScheduled = false;
     bool m_glSurfaceActive = false;
+    VideoGlSurface *m_glSurface = nullptr;
+    quint64 m_decodeJobsStarted = 0;
     QElapsedTimer m_frameAgeClock;
     int m_framesInWindow = 0;
     QDateTime m_fpsWindowStart;
     double m_measuredFps = 0;
     mutable QRect m_displayRectCache;
     mutable bool m_displayRectCacheValid = false;
+    mutable QSize m_displayRectCacheViewSize;
+
+    // Cursor correction (border measurement).
+    bool m_cursorCorrectionEnabled = false;
+    bool m_borderCheckRequested = false;
+    image_blank_info m_blackBorderInfo;
 };

@@ -22,6 +22,7 @@
 #include "console/camerapreference.h"
 #include "console/captureformat.h"
 #include "console/capturerules.h"
+#include "console/gl/videoglsurface.h"
 #include "db/dbmanager.h"
 #include "platform/cameraidentity.h"
 #include "platform/camerainventory.h"
@@ -533,13 +534,15 @@ void TavroVideo::finishCloseCameraTeardown()
     qDebug() << "[TavroVideo::finishCloseCameraTeardown] fullClose=" << yesNo(m_fullClose);
     if (!m_fullClose)
         return;
-    m_glSurfaceActive = false;
+    releaseVideoGlSurface();
     emit cameraClosed();
 }
 
 void TavroVideo::parkMainCameraForGridLayout()
 {
     m_cameraActive = false;
+    if (m_glSurface)
+        m_glSurface->hide();
     m_glSurfaceActive = false;
     m_lastFrame = QVideoFrame();
     m_convertedImage = QImage();

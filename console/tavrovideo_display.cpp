@@ -12,6 +12,8 @@
 #include <QtConcurrent/QtConcurrentRun>
 
 #include "console/capturerules.h"
+#include "console/gl/videoglsurface.h"
+#include "console/input/bordercheck.h"
 
 namespace {
 
@@ -30,6 +32,8 @@ void TavroVideo::processVideoFrame(const QVideoFrame &frame)
         return;
 
     m_frameAgeClock.start();
+    if (!m_audioPassthroughOn)
+        syncAudioPassthroughState();
     m_lastFrameTimeMs = nowMs();
 
     static quint64 framesSeen = 0;
@@ -59,12 +63,25 @@ void TavroVideo::processVideoFrame(const QVideoFrame &frame)
         }
     }
 
+    if (frame.width() > frame.height()) {
+        static quint64 landscapeFramesSeen = 0;
+        const bool due = borderCheckDue(landscapeFramesSeen++, m_blackBorderInfo);
+        if (m_cursorCorrectionEnabled && (due || m_borderCheckRequested)) {
+            m_borderCheckRequested = false;
+            scheduleJpegBorderCheckAsync(frame);
+        }
+    }
+
     m_lastFrame = frame;
     ++m_frameSequence;
 
-    m_pendingDecodeFrame = frame;
-    if (!m_decodeBusy)
-        startAsyncFrameDecodeWorker();
+    if (gpuVideoRequested() && VideoGlSurface::canFastUpload(frame.pixelFormat())) {
+        presentVideoFrame(frame);
+    } else {
+        m_pendingDecodeFrame = frame;
+        if (!m_decodeBusy)
+            startAsyncFrameDecodeWorker();
+    }
 
     static quint64 measurementWindows = 0;
     ++m_framesInWindow;
@@ -91,6 +108,60 @@ void TavroVideo::processVideoFrame(const QVideoFrame &frame)
     }
 }
 
+bool TavroVideo::gpuVideoRequested()
+{
+    return qEnvironmentVariableIsSet("TAVROKVM_GPU_VIDEO");
+}
+
+void TavroVideo::presentVideoFrame(const QVideoFrame &frame)
+{
+    if (gpuVideoRequested() && VideoGlSurface::canFastUpload(frame.pixelFormat())) {
+        ensureVideoGlSurface();
+        m_glSurfaceActive = true;
+        if (m_glSurface->geometry() != rect())
+            m_glSurface->setGeometry(rect());
+        m_glSurface->setVideoFrame(frame);
+        if (m_glSurface->isVisible())
+            return;
+        m_glSurface->lower();
+        m_glSurface->show();
+        raiseOverlaysAboveVideo();
+        return;
+    }
+    if (m_glSurface)
+        m_glSurface->hide();
+    m_glSurfaceActive = false;
+    scheduleVideoPaintUpdate();
+}
+
+void TavroVideo::ensureVideoGlSurface()
+{
+    if (m_glSurface)
+        return;
+    m_glSurface = new VideoGlSurface(this);
+    m_glSurface->setGeometry(rect());
+    m_glSurface->hide();
+}
+
+void TavroVideo::releaseVideoGlSurface()
+{
+    if (m_glSurface) {
+        m_glSurface->hide();
+        m_glSurface->deleteLater();
+        m_glSurface = nullptr;
+    }
+    m_glSurfaceActive = false;
+}
+
+// The floating toolbar, its switch and the status label stay above the picture once they exist.
+void TavroVideo::raiseOverlaysAboveVideo() {}
+
+// The border measurement joins here with cursor correction.
+void TavroVideo::scheduleJpegBorderCheckAsync(const QVideoFrame &) {}
+
+// Audio pass-through follows the frames once audio pairing is built.
+void TavroVideo::syncAudioPassthroughState() {}
+
 void TavroVideo::startAsyncFrameDecodeWorker()
 {
     const QVideoFrame frame = m_pendingDecodeFrame;
@@ -99,6 +170,7 @@ void TavroVideo::startAsyncFrameDecodeWorker()
         return;
     }
     m_decodeBusy = true;
+    ++m_decodeJobsStarted;
     const quint32 generation = bumpFrameGeneration();
     const quint32 sequence = m_frameSequence;
     // The job only sees a shared copy of the generation, to skip obviously stale work; the
@@ -160,6 +232,8 @@ void TavroVideo::paintEvent(QPaintEvent *)
     static int paintGeometryLogs = 0;
     static int paintFailureLogs = 0;
     static int skippedPaintLogs = 0;
+    if (m_glSurfaceActive && m_glSurface && m_glSurface->isVisible())
+        return;
     if (!isVisible() || width() < 1 || height() < 1) {
         if (skippedPaintLogs++ < kPaintFailureLogs)
             qDebug() << "[TavroVideo::paintEvent] 跳过绘制 - visible:" << isVisible()
@@ -189,6 +263,8 @@ void TavroVideo::paintEvent(QPaintEvent *)
 void TavroVideo::resizeEvent(QResizeEvent *event)
 {
     invalidateActualVideoDisplayRect();
+    if (m_glSurface)
+        m_glSurface->setGeometry(rect());
     QWidget::resizeEvent(event);
 }
 
@@ -205,8 +281,10 @@ QSize TavroVideo::videoContentSizeForLayout() const
 
 QRect TavroVideo::getActualVideoDisplayRect() const
 {
-    if (!m_displayRectCacheValid) {
+    // A hidden view is resized without a resize event: the size the cache was made for counts.
+    if (!m_displayRectCacheValid || m_displayRectCacheViewSize != size()) {
         m_displayRectCache = letterboxRect(size(), videoContentSizeForLayout());
+        m_displayRectCacheViewSize = size();
         m_displayRectCacheValid = true;
     }
     return m_displayRectCache;

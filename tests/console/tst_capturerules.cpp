@@ -4,6 +4,7 @@
 #include <QTest>
 
 #include "console/capturerules.h"
+#include "console/input/bordercheck.h"
 
 class TestCaptureRules : public QObject
 {
@@ -15,6 +16,8 @@ private slots:
     void bareStoredPortName();
     void letterbox_data();
     void letterbox();
+    void borderCheckCadence_data();
+    void borderCheckCadence();
 };
 
 void TestCaptureRules::framesFlowing_data()
@@ -99,6 +102,35 @@ void TestCaptureRules::letterbox()
         QVERIFY(qAbs(rect.left() - (view.width() - rect.right() - 1)) <= 1);
         QVERIFY(qAbs(rect.top() - (view.height() - rect.bottom() - 1)) <= 1);
     }
+}
+
+void TestCaptureRules::borderCheckCadence_data()
+{
+    QTest::addColumn<bool>("bordersKnown");
+    QTest::addColumn<QList<quint64>>("dueAmongFirst4000");
+
+    // Frames are counted from 0; the first one and then every 90th (1800th) are measured.
+    QTest::newRow("no border yet")
+        << false
+        << QList<quint64>{0,    89,   179,  269,  359,  449,  539,  629,  719,  809,  899,  989,
+                          1079, 1169, 1259, 1349, 1439, 1529, 1619, 1709, 1799, 1889, 1979, 2069,
+                          2159, 2249, 2339, 2429, 2519, 2609, 2699, 2789, 2879, 2969, 3059, 3149,
+                          3239, 3329, 3419, 3509, 3599, 3689, 3779, 3869, 3959};
+    QTest::newRow("a border is known") << true << QList<quint64>{0, 1799, 3599};
+}
+
+void TestCaptureRules::borderCheckCadence()
+{
+    QFETCH(bool, bordersKnown);
+    QFETCH(QList<quint64>, dueAmongFirst4000);
+    image_blank_info borders;
+    borders.left = bordersKnown ? 1 : 0;
+    QList<quint64> due;
+    for (quint64 n = 0; n < 4000; ++n) {
+        if (borderCheckDue(n, borders))
+            due.append(n);
+    }
+    QCOMPARE(due, dueAmongFirst4000);
 }
 
 QTEST_APPLESS_MAIN(TestCaptureRules)

@@ -1,0 +1,190 @@
+// Frames on screen: the displayed rectangle and its cache, the aspect-ratio signal, the CPU decode
+// path that keeps only the newest frame, and which path a frame takes.
+
+#include <QApplication>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QVideoFrame>
+
+#include "console/gl/videoglsurface.h"
+#include "console/tavrovideo.h"
+#include "db/dbmanager.h"
+
+namespace {
+
+// A frame of the given format filled with mid grey (Y 128, U/V 128).
+QVideoFrame makeFrame(const QSize &size, QVideoFrameFormat::PixelFormat format)
+{
+    QVideoFrame frame(QVideoFrameFormat(size, format));
+    if (!frame.map(QVideoFrame::WriteOnly))
+        return QVideoFrame();
+    for (int plane = 0; plane < frame.planeCount(); ++plane) {
+        const int rows = plane == 0 ? size.height() : (size.height() + 1) / 2;
+        memset(frame.bits(plane), 128, size_t(frame.bytesPerLine(plane)) * size_t(rows));
+    }
+    frame.unmap();
+    return frame;
+}
+
+} // namespace
+
+class TestTavroVideoDisplay : public QObject
+{
+    Q_OBJECT
+private slots:
+    void initTestCase();
+    void init();
+    void cleanup();
+
+    void displayRect_data();
+    void displayRect();
+    void displayRectFollowsResizeAndFrameSize();
+    void sizeChangeEmitsAspectRatioOnce();
+    void burstDuringDecodeLeavesOneFollowUp();
+    void resultsStartedBeforeCloseAreDropped();
+    void framesTakeTheCpuPathWithoutTheSwitch_data();
+    void framesTakeTheCpuPathWithoutTheSwitch();
+    void closedViewIgnoresFrames();
+
+private:
+    QTemporaryDir m_dir;
+    TavroVideo *m_view = nullptr;
+};
+
+void TestTavroVideoDisplay::initTestCase()
+{
+    QVERIFY(m_dir.isValid());
+    QVERIFY(DBManager::instance()->initDatabase(m_dir.filePath("display.db")));
+    // The grid owns the cameras: the view opens none by itself and only shows what it is given.
+    QVERIFY(DBManager::instance()->setAppSetting("multi_same_display", "1"));
+    qunsetenv("TAVROKVM_GPU_VIDEO");
+}
+
+void TestTavroVideoDisplay::init()
+{
+    m_view = new TavroVideo;
+    m_view->setCameraActiveForTests(true);
+}
+
+void TestTavroVideoDisplay::cleanup()
+{
+    delete m_view;
+    m_view = nullptr;
+}
+
+void TestTavroVideoDisplay::displayRect_data()
+{
+    QTest::addColumn<QSize>("view");
+    QTest::addColumn<QSize>("picture");
+    QTest::addColumn<QRect>("expected");
+
+    QTest::newRow("1280x720 view, 1080p")
+        << QSize(1280, 720) << QSize(1920, 1080) << QRect(0, 0, 1280, 720);
+    QTest::newRow("1000x1000 view, 1080p")
+        << QSize(1000, 1000) << QSize(1920, 1080) << QRect(0, 219, 1000, 562);
+    QTest::newRow("wide view, 5:4 picture")
+        << QSize(1280, 720) << QSize(1280, 1024) << QRect(190, 0, 900, 720);
+}
+
+void TestTavroVideoDisplay::displayRect()
+{
+    QFETCH(QSize, view);
+    QFETCH(QSize, picture);
+    QFETCH(QRect, expected);
+    m_view->resize(view);
+    QCOMPARE(m_view->getActualVideoDisplayRect(), QRect()); // no picture yet
+    m_view->processVideoFrame(makeFrame(picture, QVideoFrameFormat::Format_NV12));
+    QCOMPARE(m_view->videoContentSizeForLayout(), picture);
+    QCOMPARE(m_view->getActualVideoDisplayRect(), expected);
+}
+
+void TestTavroVideoDisplay::displayRectFollowsResizeAndFrameSize()
+{
+    m_view->resize(1280, 720);
+    m_view->processVideoFrame(makeFrame({1920, 1080}, QVideoFrameFormat::Format_NV12));
+    QCOMPARE(m_view->getActualVideoDisplayRect(), QRect(0, 0, 1280, 720));
+
+    m_view->resize(1000, 1000);
+    QCOMPARE(m_view->getActualVideoDisplayRect(), QRect(0, 219, 1000, 562));
+
+    m_view->processVideoFrame(makeFrame({1280, 1024}, QVideoFrameFormat::Format_NV12));
+    QCOMPARE(m_view->getActualVideoDisplayRect(), QRect(0, 100, 1000, 800));
+}
+
+void TestTavroVideoDisplay::sizeChangeEmitsAspectRatioOnce()
+{
+    QSignalSpy ratio(m_view, &TavroVideo::aspectRatioChanged);
+    for (int i = 0; i < 3; ++i)
+        m_view->processVideoFrame(makeFrame({1920, 1080}, QVideoFrameFormat::Format_NV12));
+    QCOMPARE(ratio.count(), 1); // the first frame replaces the unknown size
+    for (int i = 0; i < 3; ++i)
+        m_view->processVideoFrame(makeFrame({1280, 1024}, QVideoFrameFormat::Format_NV12));
+    QCOMPARE(ratio.count(), 2);
+    QCOMPARE(ratio.at(1).at(0).toDouble(), 1.25);
+    QCOMPARE(m_view->negotiatedResolution(), QSize(1280, 1024));
+}
+
+void TestTavroVideoDisplay::burstDuringDecodeLeavesOneFollowUp()
+{
+    const QVideoFrame frame = makeFrame({1280, 720}, QVideoFrameFormat::Format_NV12);
+    m_view->processVideoFrame(frame);
+    QCOMPARE(m_view->decodeJobsStarted(), quint64(1));
+    // The event loop does not run during the burst, so the first job cannot have been taken
+    // back yet: every later frame only replaces the one waiting.
+    for (int i = 0; i < 9; ++i)
+        m_view->processVideoFrame(frame);
+    QCOMPARE(m_view->decodeJobsStarted(), quint64(1));
+
+    QTRY_COMPARE(m_view->convertedSequence(), qint32(m_view->frameSequence()));
+    QTest::qWait(100);
+    QCOMPARE(m_view->decodeJobsStarted(), quint64(2));
+    QVERIFY(!m_view->convertedImage().isNull());
+    QCOMPARE(m_view->convertedImage().size(), QSize(1280, 720));
+}
+
+void TestTavroVideoDisplay::resultsStartedBeforeCloseAreDropped()
+{
+    m_view->processVideoFrame(makeFrame({1280, 720}, QVideoFrameFormat::Format_NV12));
+    QCOMPARE(m_view->decodeJobsStarted(), quint64(1));
+    m_view->closeCamera(false);
+    QTest::qWait(300);
+    QVERIFY(m_view->convertedImage().isNull());
+    QCOMPARE(m_view->convertedSequence(), qint32(-1));
+}
+
+void TestTavroVideoDisplay::framesTakeTheCpuPathWithoutTheSwitch_data()
+{
+    QTest::addColumn<QVideoFrameFormat::PixelFormat>("format");
+    QTest::newRow("NV12") << QVideoFrameFormat::Format_NV12;
+    QTest::newRow("YUYV") << QVideoFrameFormat::Format_YUYV;
+    QTest::newRow("decoded MJPEG (YUV420P)") << QVideoFrameFormat::Format_YUV420P;
+}
+
+void TestTavroVideoDisplay::framesTakeTheCpuPathWithoutTheSwitch()
+{
+    QFETCH(QVideoFrameFormat::PixelFormat, format);
+    m_view->processVideoFrame(makeFrame({640, 480}, format));
+    QCOMPARE(m_view->decodeJobsStarted(), quint64(1));
+    QVERIFY(!m_view->videoGlSurface());
+    QTRY_VERIFY(!m_view->convertedImage().isNull());
+    // Mid grey stays mid grey through the conversion.
+    const QColor centre = m_view->convertedImage().pixelColor(320, 240);
+    QVERIFY2(qAbs(centre.red() - 128) <= 3 && qAbs(centre.green() - 128) <= 3 &&
+                 qAbs(centre.blue() - 128) <= 3,
+             qPrintable(centre.name()));
+}
+
+void TestTavroVideoDisplay::closedViewIgnoresFrames()
+{
+    m_view->setCameraActiveForTests(false);
+    m_view->processVideoFrame(makeFrame({640, 480}, QVideoFrameFormat::Format_NV12));
+    m_view->setCameraActiveForTests(true);
+    m_view->processVideoFrame(QVideoFrame()); // a sink emits one when it flushes
+    QCOMPARE(m_view->frameSequence(), quint32(0));
+    QCOMPARE(m_view->decodeJobsStarted(), quint64(0));
+    QCOMPARE(m_view->lastFrameTimeMs(), qint64(0));
+}
+
+QTEST_MAIN(TestTavroVideoDisplay)
+#include "tst_tavrovideodisplay.moc"

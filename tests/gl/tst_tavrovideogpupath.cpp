@@ -1,0 +1,96 @@
+// With TAVROKVM_GPU_VIDEO set, the formats the shaders convert go to the GPU surface and every
+// other frame still takes the CPU path; a full close releases the surface.
+
+#include <QApplication>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QVideoFrame>
+
+#include "console/gl/videoglsurface.h"
+#include "console/tavrovideo.h"
+#include "db/dbmanager.h"
+
+namespace {
+
+QVideoFrame greyFrame(const QSize &size, QVideoFrameFormat::PixelFormat format)
+{
+    QVideoFrame frame(QVideoFrameFormat(size, format));
+    if (!frame.map(QVideoFrame::WriteOnly))
+        return QVideoFrame();
+    for (int plane = 0; plane < frame.planeCount(); ++plane) {
+        const int rows = plane == 0 ? size.height() : (size.height() + 1) / 2;
+        memset(frame.bits(plane), 128, size_t(frame.bytesPerLine(plane)) * size_t(rows));
+    }
+    frame.unmap();
+    return frame;
+}
+
+} // namespace
+
+class TestTavroVideoGpuPath : public QObject
+{
+    Q_OBJECT
+private slots:
+    void initTestCase();
+    void pathFollowsTheFormat();
+
+private:
+    QTemporaryDir m_dir;
+};
+
+void TestTavroVideoGpuPath::initTestCase()
+{
+    const QString platform = QGuiApplication::platformName();
+    if (platform != QLatin1String("xcb"))
+        QSKIP("the GPU surface needs OpenGL; run on xcb");
+    QVERIFY(m_dir.isValid());
+    QVERIFY(DBManager::instance()->initDatabase(m_dir.filePath("gpu.db")));
+    QVERIFY(DBManager::instance()->setAppSetting("multi_same_display", "1"));
+    qputenv("TAVROKVM_GPU_VIDEO", "1");
+}
+
+void TestTavroVideoGpuPath::pathFollowsTheFormat()
+{
+    TavroVideo view;
+    view.resize(800, 450);
+    view.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&view));
+    view.setCameraActiveForTests(true);
+
+    // Decoded MJPEG arrives as YUV420P: no shader for it, so the CPU path draws it.
+    view.processVideoFrame(greyFrame({640, 360}, QVideoFrameFormat::Format_YUV420P));
+    QCOMPARE(view.decodeJobsStarted(), quint64(1));
+    QVERIFY(!view.videoGlSurface());
+
+    view.processVideoFrame(greyFrame({640, 360}, QVideoFrameFormat::Format_NV12));
+    QCOMPARE(view.decodeJobsStarted(), quint64(1));
+    VideoGlSurface *surface = view.videoGlSurface();
+    QVERIFY(surface);
+    QVERIFY(view.isGlSurfaceActive());
+    QVERIFY(surface->isVisible());
+    QCOMPARE(surface->geometry(), view.rect());
+    // Mouse events reach the view through the surface.
+    QCOMPARE(view.childAt(400, 225), nullptr);
+
+    view.resize(1000, 500);
+    QTRY_COMPARE(surface->geometry(), view.rect());
+
+    QPointer<VideoGlSurface> watched(surface);
+    view.closeCamera(true);
+    QTRY_VERIFY(!view.videoGlSurface());
+    QTRY_VERIFY(watched.isNull());
+    QVERIFY(!view.isGlSurfaceActive());
+}
+
+int main(int argc, char **argv)
+{
+    // Without an X display xcb would end the process; offscreen has no OpenGL and skips.
+    const QByteArray platform = qgetenv("QT_QPA_PLATFORM");
+    if ((platform.isEmpty() || platform == "xcb") && qEnvironmentVariableIsEmpty("DISPLAY"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication app(argc, argv);
+    TestTavroVideoGpuPath test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_tavrovideogpupath.moc"
