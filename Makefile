@@ -30,6 +30,7 @@ test: build
 
 bench: build
 	$(BUILD_DIR)/bin/tavrokvm-bench
+	QT_QPA_PLATFORM=offscreen $(BUILD_DIR)/bin/tavrokvm-bench-frames
 
 clean:
 	rm -rf $(BUILD_DIR)

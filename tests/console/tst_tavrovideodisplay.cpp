@@ -9,6 +9,7 @@
 
 #include "console/gl/videoglsurface.h"
 #include "console/tavrovideo.h"
+#include "console/yuvconvert.h"
 #include "db/dbmanager.h"
 
 namespace {
@@ -46,6 +47,8 @@ private slots:
     void framesTakeTheCpuPathWithoutTheSwitch_data();
     void framesTakeTheCpuPathWithoutTheSwitch();
     void closedViewIgnoresFrames();
+    void conversionMatchesTheToolkit_data();
+    void conversionMatchesTheToolkit();
 
 private:
     QTemporaryDir m_dir;
@@ -184,6 +187,74 @@ void TestTavroVideoDisplay::closedViewIgnoresFrames()
     QCOMPARE(m_view->frameSequence(), quint32(0));
     QCOMPARE(m_view->decodeJobsStarted(), quint64(0));
     QCOMPARE(m_view->lastFrameTimeMs(), qint64(0));
+}
+
+void TestTavroVideoDisplay::conversionMatchesTheToolkit_data()
+{
+    QTest::addColumn<QVideoFrameFormat::PixelFormat>("format");
+    QTest::addColumn<int>("layout");
+    QTest::addColumn<QSize>("size");
+
+    QTest::newRow("YUV420P") << QVideoFrameFormat::Format_YUV420P << int(YuvLayout::Yuv420p)
+                             << QSize(64, 48);
+    QTest::newRow("YUV420P, padded lines")
+        << QVideoFrameFormat::Format_YUV420P << int(YuvLayout::Yuv420p) << QSize(70, 36);
+    QTest::newRow("NV12") << QVideoFrameFormat::Format_NV12 << int(YuvLayout::Nv12)
+                          << QSize(64, 48);
+    QTest::newRow("NV21") << QVideoFrameFormat::Format_NV21 << int(YuvLayout::Nv21)
+                          << QSize(70, 36);
+    QTest::newRow("YUYV") << QVideoFrameFormat::Format_YUYV << int(YuvLayout::Yuyv)
+                          << QSize(64, 48);
+    QTest::newRow("UYVY") << QVideoFrameFormat::Format_UYVY << int(YuvLayout::Uyvy)
+                          << QSize(70, 36);
+}
+
+// The view converts YUV frames itself; the picture must be the toolkit's own CPU conversion
+// (which the offscreen platform uses), pixel for pixel, over every byte value.
+void TestTavroVideoDisplay::conversionMatchesTheToolkit()
+{
+    QFETCH(QVideoFrameFormat::PixelFormat, format);
+    QFETCH(int, layout);
+    QFETCH(QSize, size);
+
+    QVideoFrame frame(QVideoFrameFormat(size, format));
+    QVERIFY(frame.map(QVideoFrame::WriteOnly));
+    quint32 seed = 20261123;
+    for (int plane = 0; plane < frame.planeCount(); ++plane) {
+        for (int i = 0; i < frame.mappedBytes(plane); ++i) {
+            seed = seed * 1664525u + 1013904223u;
+            frame.bits(plane)[i] = uchar(seed >> 24);
+        }
+    }
+    frame.unmap();
+
+    const QImage expected = frame.toImage().convertToFormat(QImage::Format_RGB32);
+    QVERIFY(frame.map(QVideoFrame::ReadOnly));
+    YuvPicture picture;
+    picture.layout = YuvLayout(layout);
+    picture.width = size.width();
+    picture.height = size.height();
+    for (int plane = 0; plane < frame.planeCount(); ++plane) {
+        picture.planes[plane] = frame.bits(plane);
+        picture.strides[plane] = frame.bytesPerLine(plane);
+    }
+    QImage converted(size, QImage::Format_RGB32);
+    convertYuvRows(picture, reinterpret_cast<quint32 *>(converted.bits()),
+                   int(converted.bytesPerLine()), 0, size.height() / 2);
+    convertYuvRows(picture, reinterpret_cast<quint32 *>(converted.bits()),
+                   int(converted.bytesPerLine()), size.height() / 2, size.height());
+    frame.unmap();
+    QCOMPARE(converted.size(), expected.size());
+    for (int y = 0; y < size.height(); ++y) {
+        for (int x = 0; x < size.width(); ++x) {
+            if (converted.pixel(x, y) != expected.pixel(x, y))
+                QFAIL(qPrintable(QStringLiteral("(%1,%2): %3 instead of %4")
+                                     .arg(x)
+                                     .arg(y)
+                                     .arg(converted.pixel(x, y), 8, 16)
+                                     .arg(expected.pixel(x, y), 8, 16)));
+        }
+    }
 }
 
 QTEST_MAIN(TestTavroVideoDisplay)
