@@ -14,7 +14,7 @@
 #include "db/dbmanager.h"
 #include "serial/deviceuartmanager.h"
 #include "serial/uartmanager.h"
-#include "support/boxsimprocess.h"
+#include "tests/support/boxsimprocess.h"
 #include "ui/mainwindow.h"
 
 namespace {

@@ -11,24 +11,7 @@
 #include "console/tavrovideo.h"
 #include "console/yuvconvert.h"
 #include "db/dbmanager.h"
-
-namespace {
-
-// A frame of the given format filled with mid grey (Y 128, U/V 128).
-QVideoFrame makeFrame(const QSize &size, QVideoFrameFormat::PixelFormat format)
-{
-    QVideoFrame frame(QVideoFrameFormat(size, format));
-    if (!frame.map(QVideoFrame::WriteOnly))
-        return QVideoFrame();
-    for (int plane = 0; plane < frame.planeCount(); ++plane) {
-        const int rows = plane == 0 ? size.height() : (size.height() + 1) / 2;
-        memset(frame.bits(plane), 128, size_t(frame.bytesPerLine(plane)) * size_t(rows));
-    }
-    frame.unmap();
-    return frame;
-}
-
-} // namespace
+#include "tests/support/videoframes.h"
 
 class TestTavroVideoDisplay : public QObject
 {
@@ -97,7 +80,7 @@ void TestTavroVideoDisplay::displayRect()
     QFETCH(QRect, expected);
     m_view->resize(view);
     QCOMPARE(m_view->getActualVideoDisplayRect(), QRect()); // no picture yet
-    m_view->processVideoFrame(makeFrame(picture, QVideoFrameFormat::Format_NV12));
+    m_view->processVideoFrame(greyVideoFrame(picture, QVideoFrameFormat::Format_NV12));
     QCOMPARE(m_view->videoContentSizeForLayout(), picture);
     QCOMPARE(m_view->getActualVideoDisplayRect(), expected);
 }
@@ -105,13 +88,13 @@ void TestTavroVideoDisplay::displayRect()
 void TestTavroVideoDisplay::displayRectFollowsResizeAndFrameSize()
 {
     m_view->resize(1280, 720);
-    m_view->processVideoFrame(makeFrame({1920, 1080}, QVideoFrameFormat::Format_NV12));
+    m_view->processVideoFrame(greyVideoFrame({1920, 1080}, QVideoFrameFormat::Format_NV12));
     QCOMPARE(m_view->getActualVideoDisplayRect(), QRect(0, 0, 1280, 720));
 
     m_view->resize(1000, 1000);
     QCOMPARE(m_view->getActualVideoDisplayRect(), QRect(0, 219, 1000, 562));
 
-    m_view->processVideoFrame(makeFrame({1280, 1024}, QVideoFrameFormat::Format_NV12));
+    m_view->processVideoFrame(greyVideoFrame({1280, 1024}, QVideoFrameFormat::Format_NV12));
     QCOMPARE(m_view->getActualVideoDisplayRect(), QRect(0, 100, 1000, 800));
 }
 
@@ -119,10 +102,10 @@ void TestTavroVideoDisplay::sizeChangeEmitsAspectRatioOnce()
 {
     QSignalSpy ratio(m_view, &TavroVideo::aspectRatioChanged);
     for (int i = 0; i < 3; ++i)
-        m_view->processVideoFrame(makeFrame({1920, 1080}, QVideoFrameFormat::Format_NV12));
+        m_view->processVideoFrame(greyVideoFrame({1920, 1080}, QVideoFrameFormat::Format_NV12));
     QCOMPARE(ratio.count(), 1); // the first frame replaces the unknown size
     for (int i = 0; i < 3; ++i)
-        m_view->processVideoFrame(makeFrame({1280, 1024}, QVideoFrameFormat::Format_NV12));
+        m_view->processVideoFrame(greyVideoFrame({1280, 1024}, QVideoFrameFormat::Format_NV12));
     QCOMPARE(ratio.count(), 2);
     QCOMPARE(ratio.at(1).at(0).toDouble(), 1.25);
     QCOMPARE(m_view->negotiatedResolution(), QSize(1280, 1024));
@@ -130,7 +113,7 @@ void TestTavroVideoDisplay::sizeChangeEmitsAspectRatioOnce()
 
 void TestTavroVideoDisplay::burstDuringDecodeLeavesOneFollowUp()
 {
-    const QVideoFrame frame = makeFrame({1280, 720}, QVideoFrameFormat::Format_NV12);
+    const QVideoFrame frame = greyVideoFrame({1280, 720}, QVideoFrameFormat::Format_NV12);
     m_view->processVideoFrame(frame);
     QCOMPARE(m_view->decodeJobsStarted(), quint64(1));
     // The event loop does not run during the burst, so the first job cannot have been taken
@@ -148,7 +131,7 @@ void TestTavroVideoDisplay::burstDuringDecodeLeavesOneFollowUp()
 
 void TestTavroVideoDisplay::resultsStartedBeforeCloseAreDropped()
 {
-    m_view->processVideoFrame(makeFrame({1280, 720}, QVideoFrameFormat::Format_NV12));
+    m_view->processVideoFrame(greyVideoFrame({1280, 720}, QVideoFrameFormat::Format_NV12));
     QCOMPARE(m_view->decodeJobsStarted(), quint64(1));
     m_view->closeCamera(false);
     QTest::qWait(300);
@@ -167,7 +150,7 @@ void TestTavroVideoDisplay::framesTakeTheCpuPathWithoutTheSwitch_data()
 void TestTavroVideoDisplay::framesTakeTheCpuPathWithoutTheSwitch()
 {
     QFETCH(QVideoFrameFormat::PixelFormat, format);
-    m_view->processVideoFrame(makeFrame({640, 480}, format));
+    m_view->processVideoFrame(greyVideoFrame({640, 480}, format));
     QCOMPARE(m_view->decodeJobsStarted(), quint64(1));
     QVERIFY(!m_view->videoGlSurface());
     QTRY_VERIFY(!m_view->convertedImage().isNull());
@@ -181,7 +164,7 @@ void TestTavroVideoDisplay::framesTakeTheCpuPathWithoutTheSwitch()
 void TestTavroVideoDisplay::closedViewIgnoresFrames()
 {
     m_view->setCameraActiveForTests(false);
-    m_view->processVideoFrame(makeFrame({640, 480}, QVideoFrameFormat::Format_NV12));
+    m_view->processVideoFrame(greyVideoFrame({640, 480}, QVideoFrameFormat::Format_NV12));
     m_view->setCameraActiveForTests(true);
     m_view->processVideoFrame(QVideoFrame()); // a sink emits one when it flushes
     QCOMPARE(m_view->frameSequence(), quint32(0));

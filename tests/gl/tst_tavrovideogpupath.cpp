@@ -9,23 +9,7 @@
 #include "console/gl/videoglsurface.h"
 #include "console/tavrovideo.h"
 #include "db/dbmanager.h"
-
-namespace {
-
-QVideoFrame greyFrame(const QSize &size, QVideoFrameFormat::PixelFormat format)
-{
-    QVideoFrame frame(QVideoFrameFormat(size, format));
-    if (!frame.map(QVideoFrame::WriteOnly))
-        return QVideoFrame();
-    for (int plane = 0; plane < frame.planeCount(); ++plane) {
-        const int rows = plane == 0 ? size.height() : (size.height() + 1) / 2;
-        memset(frame.bits(plane), 128, size_t(frame.bytesPerLine(plane)) * size_t(rows));
-    }
-    frame.unmap();
-    return frame;
-}
-
-} // namespace
+#include "tests/support/videoframes.h"
 
 class TestTavroVideoGpuPath : public QObject
 {
@@ -58,11 +42,11 @@ void TestTavroVideoGpuPath::pathFollowsTheFormat()
     view.setCameraActiveForTests(true);
 
     // Decoded MJPEG arrives as YUV420P: no shader for it, so the CPU path draws it.
-    view.processVideoFrame(greyFrame({640, 360}, QVideoFrameFormat::Format_YUV420P));
+    view.processVideoFrame(greyVideoFrame({640, 360}, QVideoFrameFormat::Format_YUV420P));
     QCOMPARE(view.decodeJobsStarted(), quint64(1));
     QVERIFY(!view.videoGlSurface());
 
-    view.processVideoFrame(greyFrame({640, 360}, QVideoFrameFormat::Format_NV12));
+    view.processVideoFrame(greyVideoFrame({640, 360}, QVideoFrameFormat::Format_NV12));
     QCOMPARE(view.decodeJobsStarted(), quint64(1));
     VideoGlSurface *surface = view.videoGlSurface();
     QVERIFY(surface);
