@@ -68,6 +68,9 @@ TavroVideo::TavroVideo(QWidget *parent) : QWidget(parent)
     setAttribute(Qt::WA_InputMethodEnabled, false);
     setMinimumSize(320, 240);
     setFocusPolicy(Qt::StrongFocus);
+    // Every key of the process passes the view first, so system shortcuts reach the target.
+    qApp->installEventFilter(this);
+    qDebug() << "[TavroVideo] 已安装全局事件过滤器（捕获系统快捷键）";
 
     m_resolutionCheckTimer = new QTimer(this);
     m_resolutionCheckTimer->setInterval(kResolutionCheckIntervalMs);

@@ -27,6 +27,7 @@ class QMediaDevices;
 class QTimer;
 class QVideoSink;
 class VideoGlSurface;
+class DeviceUartManager;
 
 // The console view: shows the target's picture, owns the capture session of the current box and
 // is the hub through which keyboard and mouse reach it. Its implementation is split by concern:
@@ -64,6 +65,18 @@ public:
     bool initializeUartSystem(const QString &portName, int baudRate);
     bool openSerialPort(const QString &portName, int baudRate);
     void closeSerialPort();
+
+    // Keyboard to the target.
+    bool isAppReallyInForeground() const;
+    bool sendKeyEvent(int key, int action);
+    bool key_pass(int key, int action);
+    bool sendKeyValue(int key, int action);
+    void printHexData(const QByteArray &data, const QString &prefix);
+    bool sendSerialData(const QByteArray &data);
+    bool sendRawUartData(const QByteArray &data);
+    void setUartProtocol(int protocol);
+    int uartProtocol() const { return m_uartProtocol; }
+    void setFullScreenState(bool fullScreen) { m_isFullScreen = fullScreen; }
 
     // Cameras.
     void enumerateCameras(QList<QCameraDevice> &out);
@@ -117,7 +130,13 @@ public slots:
     void processVideoFrame(const QVideoFrame &frame);
     void monitorMemoryUsage();
 
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
 protected:
+    void keyPressEvent(QKeyEvent *event) override;
+    void keyReleaseEvent(QKeyEvent *event) override;
+    void focusInEvent(QFocusEvent *event) override;
+    void focusOutEvent(QFocusEvent *event) override;
     void changeEvent(QEvent *event) override;
     void paintEvent(QPaintEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
@@ -132,6 +151,10 @@ private:
     void cleanupPopupWindows();
     qint64 nowMs() const;
     qint64 startupElapsedMs() const;
+
+    // tavrovideo_keyboard.cpp
+    DeviceUartManager *currentLink() const;
+    static bool isLinkOpen(const DeviceUartManager *link);
 
     // tavrovideo_capture.cpp
     void runDeferredFirstOpen();
@@ -176,6 +199,9 @@ private:
     QElapsedTimer m_startupClock;
     qint64 m_clockOffsetMs = 0;
     bool m_appActive = true;
+    int m_uartProtocol = 0;
+    bool m_isFullScreen = false;
+    bool m_globalKeyCaptureEnabled = true;
     bool m_keyboardHookActive = false;
     bool m_permissionDialogShowing = false;
     QMediaDevices *m_mediaDevices = nullptr;

@@ -1,0 +1,72 @@
+#include "console/input/keyrules.h"
+
+#include <QStringList>
+
+namespace {
+
+// The two system-logo keys the toolkit reports besides Key_Meta.
+constexpr int kKeySuperLeft = 0x01000053;
+constexpr int kKeySuperRight = 0x01000054;
+
+bool isLogoKey(int key)
+{
+    return key == Qt::Key_Meta || key == kKeySuperLeft || key == kKeySuperRight;
+}
+
+} // namespace
+
+QString recognizeSystemShortcut(int key, Qt::KeyboardModifiers modifiers)
+{
+    const bool control = modifiers & Qt::ControlModifier;
+    const bool alt = modifiers & Qt::AltModifier;
+    if (control && key == Qt::Key_Space)
+        return QStringLiteral("Ctrl+Space");
+    if ((modifiers & Qt::MetaModifier) && key == Qt::Key_Space)
+        return QStringLiteral("Cmd+Space");
+    if (alt && key == Qt::Key_Tab)
+        return QStringLiteral("Alt+Tab");
+    if (control && alt) {
+        if (isLogoKey(key))
+            return QStringLiteral("Windows/Cmd Key");
+        if (key == Qt::Key_Delete)
+            return QStringLiteral("Ctrl+Alt+Delete");
+        return QString();
+    }
+    if (isLogoKey(key))
+        return QStringLiteral("Windows/Cmd Key");
+    return QString();
+}
+
+QString keyClassForLog(int key, bool formedShortcut)
+{
+    if (key >= Qt::Key_F1 && key <= Qt::Key_F35)
+        return QStringLiteral("功能键");
+    if (key >= 0x01000061 && key <= 0x0100011D)
+        return QStringLiteral("多媒体键");
+    if (key >= 0x01001250 && key <= 0x01001262)
+        return QStringLiteral("Dead键");
+    if ((key >= Qt::Key_Shift && key <= Qt::Key_Meta) || key == Qt::Key_AltGr)
+        return QStringLiteral("修饰键");
+    if (formedShortcut)
+        return QStringLiteral("系统快捷键");
+    return QString();
+}
+
+QString modifierNamesForLog(Qt::KeyboardModifiers modifiers)
+{
+    QStringList names;
+    if (modifiers & Qt::ShiftModifier)
+        names << QStringLiteral("Shift");
+    if (modifiers & Qt::ControlModifier)
+        names << QStringLiteral("Control");
+    if (modifiers & Qt::AltModifier)
+        names << QStringLiteral("Alt");
+    if (modifiers & Qt::MetaModifier)
+        names << QStringLiteral("Meta/Command");
+    return names.join(QLatin1Char('+'));
+}
+
+QString hexBytesForLog(const QByteArray &data)
+{
+    return QString::fromLatin1(data.toHex(' ').toUpper());
+}

@@ -1,0 +1,302 @@
+// Console view: the operator's keys to the target. Every keyboard source ends in sendKeyValue,
+// which encodes one report frame and writes it to the current box's link.
+#include <QApplication>
+#include <QDebug>
+#include <QKeyEvent>
+
+#include "console/input/keyrules.h"
+#include "console/tavrovideo.h"
+#include "protocol/ch9329.h"
+#include "serial/deviceuartmanager.h"
+#include "serial/uartmanager.h"
+
+namespace {
+
+constexpr int kKeyFrameBufferSize = 16;
+constexpr int kKeyFrameLength = 14;
+
+QString hex(int value)
+{
+    return QString::number(value, 16);
+}
+
+QString hex2(int value)
+{
+    return QStringLiteral("%1").arg(value, 2, 16, QLatin1Char('0'));
+}
+
+const char *pressOrRelease(int action)
+{
+    return action == 0 ? "PRESS" : "RELEASE";
+}
+
+} // namespace
+
+bool TavroVideo::isAppReallyInForeground() const
+{
+    return QGuiApplication::applicationState() == Qt::ApplicationActive && m_appActive;
+}
+
+DeviceUartManager *TavroVideo::currentLink() const
+{
+    const QString did = getCurrentDeviceDid();
+    return did.isEmpty() ? nullptr : UartManager::instance()->getDeviceUartManager(did);
+}
+
+bool TavroVideo::isLinkOpen(const DeviceUartManager *link)
+{
+    return link && link->serialPort() && link->serialPort()->isOpen();
+}
+
+void TavroVideo::keyPressEvent(QKeyEvent *event)
+{
+    if (!isAppReallyInForeground()) {
+        QWidget::keyPressEvent(event);
+        return;
+    }
+    const int key = event->key();
+    QString line = QStringLiteral("TavroVideo Key Pressed: %1 (0x%2) Text: '%3'")
+                       .arg(key)
+                       .arg(hex(key), event->text());
+    const QString modifiers = modifierNamesForLog(event->modifiers());
+    if (!modifiers.isEmpty())
+        line += QStringLiteral(" Modifiers: ") + modifiers;
+    const QString shortcut = recognizeSystemShortcut(key, event->modifiers());
+    if (!shortcut.isEmpty())
+        line += QStringLiteral(" [SYSTEM SHORTCUT: %1 - 已被拦截处理]").arg(shortcut);
+    const QString keyClass = keyClassForLog(key, !shortcut.isEmpty());
+    if (!keyClass.isEmpty())
+        line += QStringLiteral(" 类型: ") + keyClass;
+    qDebug().noquote() << line << "- 焦点对象:" << QApplication::focusWidget();
+
+    if (!event->isAutoRepeat()) {
+        const QString did = getCurrentDeviceDid();
+        if (did.isEmpty()) {
+            qDebug() << "设备DID为空，无法发送按键数据";
+        } else {
+            DeviceUartManager *link = currentLink();
+            if (isLinkOpen(link)) {
+                key_pass(key, 0);
+                QString sent =
+                    QStringLiteral("按键发送成功 - 按下 键值:%1 (0x%2)").arg(key).arg(hex(key));
+                if (!shortcut.isEmpty())
+                    sent += QStringLiteral(" [系统快捷键 %1]").arg(shortcut);
+                qDebug().noquote() << sent;
+                return;
+            }
+            qDebug() << "串口未连接，无法发送按键数据 - 设备UART管理器状态:"
+                     << (isLinkOpen(link) ? "true" : "false");
+        }
+    }
+    if (key == Qt::Key_Escape && m_isFullScreen)
+        qDebug() << "  ESC in fullscreen: Passing to base class.";
+    QWidget::keyPressEvent(event);
+}
+
+void TavroVideo::keyReleaseEvent(QKeyEvent *event)
+{
+    if (!isAppReallyInForeground()) {
+        qDebug() << "[键盘事件] 应用在后台，跳过按键释放处理";
+        QWidget::keyReleaseEvent(event);
+        return;
+    }
+    const int key = event->key();
+    QString line = QStringLiteral("TavroVideo Key Released: %1 (0x%2) Text: '%3'")
+                       .arg(key)
+                       .arg(hex(key), event->text());
+    const QString modifiers = modifierNamesForLog(event->modifiers());
+    if (!modifiers.isEmpty())
+        line += QStringLiteral(" Modifiers: ") + modifiers;
+    const QString keyClass = keyClassForLog(key, false);
+    if (!keyClass.isEmpty())
+        line += QStringLiteral(" 类型: ") + keyClass;
+    qDebug().noquote() << line << "- 焦点对象:" << QApplication::focusWidget();
+
+    if (!event->isAutoRepeat()) {
+        const QString did = getCurrentDeviceDid();
+        if (did.isEmpty()) {
+            qDebug() << "设备DID为空，无法发送按键数据";
+        } else {
+            DeviceUartManager *link = currentLink();
+            if (isLinkOpen(link)) {
+                key_pass(key, 1);
+                qDebug().noquote()
+                    << "按键发送成功 - 释放 键值:" << key << QStringLiteral("(0x%1)").arg(hex(key));
+                return;
+            }
+            qDebug() << "串口未连接，无法发送按键数据 - 设备UART管理器状态:"
+                     << (isLinkOpen(link) ? "true" : "false");
+        }
+    }
+    qDebug().noquote() << QStringLiteral(
+                              "[TavroVideo::keyReleaseEvent] Key: %1 (0x%2), Text: '%3', "
+                              "AutoRepeat: %4, Fullscreen: %5")
+                              .arg(key)
+                              .arg(hex2(key), event->text())
+                              .arg(event->isAutoRepeat() ? 1 : 0)
+                              .arg(m_isFullScreen ? 1 : 0);
+    QWidget::keyReleaseEvent(event);
+}
+
+bool TavroVideo::eventFilter(QObject *watched, QEvent *event)
+{
+    const bool keyEvent = event->type() == QEvent::KeyPress || event->type() == QEvent::KeyRelease;
+    QWidget *topLevel = window();
+    if (keyEvent && watched == qApp && m_globalKeyCaptureEnabled) {
+        QWidget *active = QApplication::activeWindow();
+        if (active && (active == topLevel || active->parent() == topLevel)) {
+            auto *keys = static_cast<QKeyEvent *>(event);
+            const bool press = event->type() == QEvent::KeyPress;
+            qDebug().noquote() << QStringLiteral(
+                                      "[Global Key Capture] %1: Key=%2(0x%3), Modifiers=%4, "
+                                      "Text='%5'")
+                                      .arg(press ? "Press" : "Release")
+                                      .arg(keys->key())
+                                      .arg(hex2(keys->key()))
+                                      .arg(int(keys->modifiers()))
+                                      .arg(keys->text());
+            const QString shortcut = recognizeSystemShortcut(keys->key(), keys->modifiers());
+            if (!shortcut.isEmpty()) {
+                if (shortcut == QLatin1String("Windows/Cmd Key"))
+                    qDebug() << "[Global Key Capture] 检测到 Windows/Cmd 键";
+                else
+                    qDebug().noquote()
+                        << QStringLiteral("[Global Key Capture] 检测到 %1 系统快捷键")
+                               .arg(shortcut);
+                qDebug() << "[Global Key Capture] 拦截系统快捷键并转发给 TavroVideo 处理";
+                if (!hasFocus())
+                    setFocus(Qt::OtherFocusReason);
+                if (press)
+                    keyPressEvent(keys);
+                else
+                    keyReleaseEvent(keys);
+                return true;
+            }
+        }
+    }
+    if (watched == topLevel) {
+        if (keyEvent) {
+            auto *keys = static_cast<QKeyEvent *>(event);
+            qDebug().noquote() << QStringLiteral("[Window Key Capture] %1: Key=%2(0x%3)")
+                                      .arg(event->type() == QEvent::KeyPress ? "Press" : "Release")
+                                      .arg(keys->key())
+                                      .arg(hex2(keys->key()));
+            if (!isAppReallyInForeground()) {
+                qDebug() << "[Window Key Capture] 应用不在前台，不处理按键事件";
+                return false;
+            }
+            if (hasFocus()) {
+                if (event->type() == QEvent::KeyPress)
+                    keyPressEvent(keys);
+                else
+                    keyReleaseEvent(keys);
+                return true;
+            }
+        } else if (event->type() == QEvent::Move || event->type() == QEvent::Resize) {
+            qDebug() << "[TavroVideo::eventFilter] Window event:" << event->type()
+                     << "- handled by direct events";
+        }
+    }
+    return QWidget::eventFilter(watched, event);
+}
+
+void TavroVideo::focusInEvent(QFocusEvent *event)
+{
+    m_appActive = true;
+    QWidget::focusInEvent(event);
+}
+
+void TavroVideo::focusOutEvent(QFocusEvent *event)
+{
+    m_appActive = false;
+    QWidget::focusOutEvent(event);
+}
+
+bool TavroVideo::sendKeyEvent(int key, int action)
+{
+    key_pass(key, action);
+    return true;
+}
+
+bool TavroVideo::key_pass(int key, int action)
+{
+    qDebug().noquote().nospace() << "[key_pass] 透传按键: key=" << key
+                                 << ", action=" << pressOrRelease(action);
+    sendKeyValue(key, action);
+    return true;
+}
+
+bool TavroVideo::sendKeyValue(int key, int action)
+{
+    qDebug().noquote().nospace() << "[DEBUG] sendKeyEvent called: keyVal=" << key
+                                 << ", action=" << action;
+    if (getCurrentDeviceDid().isEmpty()) {
+        qDebug() << "[UART] 设备DID为空，无法发送键盘数据";
+        return false;
+    }
+    DeviceUartManager *link = currentLink();
+    if (!isLinkOpen(link)) {
+        qDebug() << "[UART] 串口未连接，无法发送键盘数据";
+        return false;
+    }
+    if (!isAppReallyInForeground()) {
+        qDebug() << "[UART] 应用在后台，跳过按键事件发送";
+        return false;
+    }
+    if (!isLinkOpen(link)) {
+        qDebug() << "[UART] sendKeyEvent失败: 串口未连接";
+        return false;
+    }
+    uint8_t buffer[kKeyFrameBufferSize] = {};
+    const int result = key_convert(m_uartProtocol, key, action, buffer);
+    if (result < 0) {
+        qDebug().noquote() << "[UART] 键值转换失败 - keyVal:" << key
+                           << QStringLiteral("(0x%1)").arg(hex(key))
+                           << "action:" << pressOrRelease(action) << "protocol:" << m_uartProtocol
+                           << "错误码:" << result;
+        return false;
+    }
+    const QByteArray frame(reinterpret_cast<const char *>(buffer), kKeyFrameLength);
+    qDebug().noquote() << QStringLiteral("[UART发送键值] key=%1(0x%2), %3, 协议=%4, 长度=%5")
+                              .arg(key)
+                              .arg(hex2(key))
+                              .arg(action == 0 ? QStringLiteral("按下") : QStringLiteral("释放"))
+                              .arg(m_uartProtocol ? QStringLiteral("TK_V1")
+                                                  : QStringLiteral("CH9329"))
+                              .arg(kKeyFrameLength);
+    printHexData(frame, QStringLiteral("[UART数据] "));
+    const bool sent = link->sendData(frame);
+    if (!sent)
+        qDebug() << "[UART] 键盘数据发送失败";
+    return sent;
+}
+
+void TavroVideo::printHexData(const QByteArray &data, const QString &prefix)
+{
+    qDebug().noquote() << prefix + hexBytesForLog(data);
+}
+
+bool TavroVideo::sendSerialData(const QByteArray &data)
+{
+    DeviceUartManager *link = currentLink();
+    if (!link) {
+        qDebug() << "[DEBUG] sendSerialData: 设备DID为空，无法发送数据";
+        return false;
+    }
+    return link->sendData(data);
+}
+
+bool TavroVideo::sendRawUartData(const QByteArray &data)
+{
+    return sendSerialData(data);
+}
+
+void TavroVideo::setUartProtocol(int protocol)
+{
+    if (protocol >= 2 || protocol < 0)
+        return;
+    m_uartProtocol = protocol;
+    emit statusBarMessageRequested(
+        tr("UART 协议: %1")
+            .arg(protocol == 1 ? QStringLiteral("TavroKVM (TK)") : QStringLiteral("CH9329")));
+}

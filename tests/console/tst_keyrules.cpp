@@ -1,0 +1,95 @@
+// Which key combinations count as system shortcuts, how keys are classed in the log, and the
+// hex dump of outgoing frames.
+
+#include <QTest>
+
+#include "console/input/keyrules.h"
+
+class TestKeyRules : public QObject
+{
+    Q_OBJECT
+private slots:
+    void shortcuts_data();
+    void shortcuts();
+    void keyClasses_data();
+    void keyClasses();
+    void modifierNames();
+    void hexDump();
+};
+
+void TestKeyRules::shortcuts_data()
+{
+    QTest::addColumn<int>("key");
+    QTest::addColumn<int>("modifiers");
+    QTest::addColumn<QString>("name");
+
+    const int ctrl = Qt::ControlModifier, alt = Qt::AltModifier, meta = Qt::MetaModifier;
+    QTest::newRow("Ctrl+Space") << int(Qt::Key_Space) << ctrl << "Ctrl+Space";
+    QTest::newRow("Ctrl+Meta+Space: control first")
+        << int(Qt::Key_Space) << (ctrl | meta) << "Ctrl+Space";
+    QTest::newRow("Cmd+Space") << int(Qt::Key_Space) << meta << "Cmd+Space";
+    QTest::newRow("Alt+Tab") << int(Qt::Key_Tab) << alt << "Alt+Tab";
+    QTest::newRow("Ctrl+Alt+Delete") << int(Qt::Key_Delete) << (ctrl | alt) << "Ctrl+Alt+Delete";
+    QTest::newRow("Ctrl+Alt+Meta") << int(Qt::Key_Meta) << (ctrl | alt) << "Windows/Cmd Key";
+    QTest::newRow("Ctrl+Alt+left logo") << 0x01000053 << (ctrl | alt) << "Windows/Cmd Key";
+    QTest::newRow("Ctrl+Alt+other key: none") << int(Qt::Key_A) << (ctrl | alt) << "";
+    QTest::newRow("Ctrl+Alt+Tab: Alt+Tab first") << int(Qt::Key_Tab) << (ctrl | alt) << "Alt+Tab";
+    QTest::newRow("Meta alone") << int(Qt::Key_Meta) << 0 << "Windows/Cmd Key";
+    QTest::newRow("right logo alone") << 0x01000054 << 0 << "Windows/Cmd Key";
+    QTest::newRow("Delete alone") << int(Qt::Key_Delete) << 0 << "";
+    QTest::newRow("Space alone") << int(Qt::Key_Space) << 0 << "";
+    QTest::newRow("Shift+Tab") << int(Qt::Key_Tab) << int(Qt::ShiftModifier) << "";
+}
+
+void TestKeyRules::shortcuts()
+{
+    QFETCH(int, key);
+    QFETCH(int, modifiers);
+    QFETCH(QString, name);
+    QCOMPARE(recognizeSystemShortcut(key, Qt::KeyboardModifiers(modifiers)), name);
+}
+
+void TestKeyRules::keyClasses_data()
+{
+    QTest::addColumn<int>("key");
+    QTest::addColumn<bool>("shortcut");
+    QTest::addColumn<QString>("name");
+
+    QTest::newRow("F1") << int(Qt::Key_F1) << false << "功能键";
+    QTest::newRow("F35") << int(Qt::Key_F35) << false << "功能键";
+    QTest::newRow("first multimedia") << 0x01000061 << false << "多媒体键";
+    QTest::newRow("last multimedia") << 0x0100011D << false << "多媒体键";
+    QTest::newRow("dead grave") << 0x01001250 << false << "Dead键";
+    QTest::newRow("Shift") << int(Qt::Key_Shift) << false << "修饰键";
+    QTest::newRow("Meta forming a shortcut is a modifier") << int(Qt::Key_Meta) << true << "修饰键";
+    QTest::newRow("AltGr") << int(Qt::Key_AltGr) << false << "修饰键";
+    QTest::newRow("Alt is not in the modifier range") << int(Qt::Key_Alt) << false << "";
+    QTest::newRow("Delete in a shortcut") << int(Qt::Key_Delete) << true << "系统快捷键";
+    QTest::newRow("plain letter") << int(Qt::Key_A) << false << "";
+}
+
+void TestKeyRules::keyClasses()
+{
+    QFETCH(int, key);
+    QFETCH(bool, shortcut);
+    QFETCH(QString, name);
+    QCOMPARE(keyClassForLog(key, shortcut), name);
+}
+
+void TestKeyRules::modifierNames()
+{
+    QCOMPARE(modifierNamesForLog(Qt::NoModifier), QString());
+    QCOMPARE(modifierNamesForLog(Qt::MetaModifier | Qt::ShiftModifier | Qt::AltModifier |
+                                 Qt::ControlModifier),
+             QStringLiteral("Shift+Control+Alt+Meta/Command"));
+    QCOMPARE(modifierNamesForLog(Qt::KeypadModifier), QString());
+}
+
+void TestKeyRules::hexDump()
+{
+    QCOMPARE(hexBytesForLog(QByteArray::fromHex("57ab000208")), QStringLiteral("57 AB 00 02 08"));
+    QCOMPARE(hexBytesForLog(QByteArray()), QString());
+}
+
+QTEST_APPLESS_MAIN(TestKeyRules)
+#include "tst_keyrules.moc"
