@@ -154,6 +154,9 @@ private:
 
     // tavrovideo_keyboard.cpp
     DeviceUartManager *currentLink() const;
+    // Sends the event's key when the box's link is open; false, with the reason logged, when
+    // nothing was sent and the event goes on to the base handler.
+    bool forwardKeyEvent(const QKeyEvent *event, int action, const QString &shortcut);
     static bool isLinkOpen(const DeviceUartManager *link);
 
     // tavrovideo_capture.cpp

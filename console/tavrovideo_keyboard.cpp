@@ -48,47 +48,65 @@ bool TavroVideo::isLinkOpen(const DeviceUartManager *link)
     return link && link->serialPort() && link->serialPort()->isOpen();
 }
 
+// "TavroVideo Key Pressed: 65 (0x41) Text: 'a' Modifiers: Shift 类型: ..." for the log.
+static QString keyEventLogLine(const char *verb, const QKeyEvent *event, const QString &shortcut)
+{
+    const int key = event->key();
+    QString line = QStringLiteral("TavroVideo Key %1: %2 (0x%3) Text: '%4'")
+                       .arg(QLatin1String(verb))
+                       .arg(key)
+                       .arg(hex(key), event->text());
+    const QString modifiers = modifierNamesForLog(event->modifiers());
+    if (!modifiers.isEmpty())
+        line += QStringLiteral(" Modifiers: ") + modifiers;
+    if (!shortcut.isEmpty())
+        line += QStringLiteral(" [SYSTEM SHORTCUT: %1 - 已被拦截处理]").arg(shortcut);
+    const QString keyClass = keyClassForLog(key, !shortcut.isEmpty());
+    if (!keyClass.isEmpty())
+        line += QStringLiteral(" 类型: ") + keyClass;
+    return line;
+}
+
+bool TavroVideo::forwardKeyEvent(const QKeyEvent *event, int action, const QString &shortcut)
+{
+    if (event->isAutoRepeat())
+        return false;
+    if (getCurrentDeviceDid().isEmpty()) {
+        qDebug() << "设备DID为空，无法发送按键数据";
+        return false;
+    }
+    DeviceUartManager *link = currentLink();
+    if (!isLinkOpen(link)) {
+        qDebug() << "串口未连接，无法发送按键数据 - 设备UART管理器状态:"
+                 << "false";
+        return false;
+    }
+    const int key = event->key();
+    key_pass(key, action);
+    if (action == 0) {
+        QString sent = QStringLiteral("按键发送成功 - 按下 键值:%1 (0x%2)").arg(key).arg(hex(key));
+        if (!shortcut.isEmpty())
+            sent += QStringLiteral(" [系统快捷键 %1]").arg(shortcut);
+        qDebug().noquote() << sent;
+    } else {
+        qDebug().noquote() << "按键发送成功 - 释放 键值:" << key
+                           << QStringLiteral("(0x%1)").arg(hex(key));
+    }
+    return true;
+}
+
 void TavroVideo::keyPressEvent(QKeyEvent *event)
 {
     if (!isAppReallyInForeground()) {
         QWidget::keyPressEvent(event);
         return;
     }
-    const int key = event->key();
-    QString line = QStringLiteral("TavroVideo Key Pressed: %1 (0x%2) Text: '%3'")
-                       .arg(key)
-                       .arg(hex(key), event->text());
-    const QString modifiers = modifierNamesForLog(event->modifiers());
-    if (!modifiers.isEmpty())
-        line += QStringLiteral(" Modifiers: ") + modifiers;
-    const QString shortcut = recognizeSystemShortcut(key, event->modifiers());
-    if (!shortcut.isEmpty())
-        line += QStringLiteral(" [SYSTEM SHORTCUT: %1 - 已被拦截处理]").arg(shortcut);
-    const QString keyClass = keyClassForLog(key, !shortcut.isEmpty());
-    if (!keyClass.isEmpty())
-        line += QStringLiteral(" 类型: ") + keyClass;
-    qDebug().noquote() << line << "- 焦点对象:" << QApplication::focusWidget();
-
-    if (!event->isAutoRepeat()) {
-        const QString did = getCurrentDeviceDid();
-        if (did.isEmpty()) {
-            qDebug() << "设备DID为空，无法发送按键数据";
-        } else {
-            DeviceUartManager *link = currentLink();
-            if (isLinkOpen(link)) {
-                key_pass(key, 0);
-                QString sent =
-                    QStringLiteral("按键发送成功 - 按下 键值:%1 (0x%2)").arg(key).arg(hex(key));
-                if (!shortcut.isEmpty())
-                    sent += QStringLiteral(" [系统快捷键 %1]").arg(shortcut);
-                qDebug().noquote() << sent;
-                return;
-            }
-            qDebug() << "串口未连接，无法发送按键数据 - 设备UART管理器状态:"
-                     << (isLinkOpen(link) ? "true" : "false");
-        }
-    }
-    if (key == Qt::Key_Escape && m_isFullScreen)
+    const QString shortcut = recognizeSystemShortcut(event->key(), event->modifiers());
+    qDebug().noquote() << keyEventLogLine("Pressed", event, shortcut)
+                       << "- 焦点对象:" << QApplication::focusWidget();
+    if (forwardKeyEvent(event, 0, shortcut))
+        return;
+    if (event->key() == Qt::Key_Escape && m_isFullScreen)
         qDebug() << "  ESC in fullscreen: Passing to base class.";
     QWidget::keyPressEvent(event);
 }
@@ -100,39 +118,15 @@ void TavroVideo::keyReleaseEvent(QKeyEvent *event)
         QWidget::keyReleaseEvent(event);
         return;
     }
-    const int key = event->key();
-    QString line = QStringLiteral("TavroVideo Key Released: %1 (0x%2) Text: '%3'")
-                       .arg(key)
-                       .arg(hex(key), event->text());
-    const QString modifiers = modifierNamesForLog(event->modifiers());
-    if (!modifiers.isEmpty())
-        line += QStringLiteral(" Modifiers: ") + modifiers;
-    const QString keyClass = keyClassForLog(key, false);
-    if (!keyClass.isEmpty())
-        line += QStringLiteral(" 类型: ") + keyClass;
-    qDebug().noquote() << line << "- 焦点对象:" << QApplication::focusWidget();
-
-    if (!event->isAutoRepeat()) {
-        const QString did = getCurrentDeviceDid();
-        if (did.isEmpty()) {
-            qDebug() << "设备DID为空，无法发送按键数据";
-        } else {
-            DeviceUartManager *link = currentLink();
-            if (isLinkOpen(link)) {
-                key_pass(key, 1);
-                qDebug().noquote()
-                    << "按键发送成功 - 释放 键值:" << key << QStringLiteral("(0x%1)").arg(hex(key));
-                return;
-            }
-            qDebug() << "串口未连接，无法发送按键数据 - 设备UART管理器状态:"
-                     << (isLinkOpen(link) ? "true" : "false");
-        }
-    }
+    qDebug().noquote() << keyEventLogLine("Released", event, QString())
+                       << "- 焦点对象:" << QApplication::focusWidget();
+    if (forwardKeyEvent(event, 1, QString()))
+        return;
     qDebug().noquote() << QStringLiteral(
                               "[TavroVideo::keyReleaseEvent] Key: %1 (0x%2), Text: '%3', "
                               "AutoRepeat: %4, Fullscreen: %5")
-                              .arg(key)
-                              .arg(hex2(key), event->text())
+                              .arg(event->key())
+                              .arg(hex2(event->key()), event->text())
                               .arg(event->isAutoRepeat() ? 1 : 0)
                               .arg(m_isFullScreen ? 1 : 0);
     QWidget::keyReleaseEvent(event);
