@@ -28,9 +28,14 @@ qint64 pixels(const CaptureFormatDesc &f)
     return qint64(f.width) * f.height;
 }
 
+QString sizeText(int width, int height)
+{
+    return QStringLiteral("%1x%2").arg(width).arg(height);
+}
+
 QString sizeText(const CaptureFormatDesc &f)
 {
-    return QStringLiteral("%1x%2").arg(f.width).arg(f.height);
+    return sizeText(f.width, f.height);
 }
 
 QString describe(const CaptureFormatDesc &f)
@@ -143,7 +148,7 @@ bool isWithinCaptureLimits(const CaptureFormatDesc &f)
 
 int negotiateCaptureFormat(const Formats &formats, const QString &deviceDescription)
 {
-    qDebug() << "[openCamera] ========== 设备格式分析开始 ==========";
+    qDebug().noquote() << "[openCamera] ========== 设备格式分析开始 ==========";
     qDebug().noquote().nospace() << "[openCamera] 设备支持的所有格式（共" << formats.size()
                                  << "个）：";
     int mjpegCount = 0, nv12Count = 0, yuyvCount = 0;
@@ -157,7 +162,7 @@ int negotiateCaptureFormat(const Formats &formats, const QString &deviceDescript
     qDebug().noquote().nospace() << "[openCamera] 格式统计 - MJPEG:" << mjpegCount
                                  << "个, NV12:" << nv12Count << "个, YUYV:" << yuyvCount << "个";
 
-    qDebug() << "[openCamera] ========== 格式限制检查 ==========";
+    qDebug().noquote() << "[openCamera] ========== 格式限制检查 ==========";
     qDebug().noquote().nospace() << "[openCamera] 限制条件: 宽度≤" << kCaptureMaxWidth << ", 高度≤"
                                  << kCaptureMaxHeight << ", 像素≤" << kCaptureMaxPixels << ", 帧率≤"
                                  << kCaptureMaxFps << "FPS";
@@ -187,7 +192,7 @@ int negotiateCaptureFormat(const Formats &formats, const QString &deviceDescript
             << "[openCamera] ✓✓✓ 发现" << mjpeg.size()
             << "个符合条件的MJPEG格式（≤3840x2160, ≤60FPS），优先选择分辨率最大的 ✓✓✓";
         sortIndices(mjpeg, formats, orderA);
-        qDebug() << "[openCamera] 符合条件的MJPEG格式列表（按分辨率排序，将选择第一个）:";
+        qDebug().noquote() << "[openCamera] 符合条件的MJPEG格式列表（按分辨率排序，将选择第一个）:";
         for (int n = 0; n < std::min(kListedCandidates, int(mjpeg.size())); ++n)
             qDebug().noquote() << QStringLiteral("  %1.").arg(n + 1) << describe(formats[mjpeg[n]]);
         const int chosen = firstLandscapeOrFirst(mjpeg, formats);
@@ -201,8 +206,8 @@ int negotiateCaptureFormat(const Formats &formats, const QString &deviceDescript
         return chosen;
     }
 
-    qWarning() << "[openCamera] ⚠⚠⚠ 未发现符合限制的MJPEG格式（≤3840x2160, "
-                  "≤60FPS），按优先级选择：NV12 > YUY2 ⚠⚠⚠";
+    qWarning().noquote() << "[openCamera] ⚠⚠⚠ 未发现符合限制的MJPEG格式（≤3840x2160, "
+                            "≤60FPS），按优先级选择：NV12 > YUY2 ⚠⚠⚠";
     for (int pixelFormat : {int(CapturePixelFormat::NV12), int(CapturePixelFormat::YUYV)}) {
         Indices candidates = withinLimitsOfFormat(formats, pixelFormat);
         if (candidates.isEmpty())
@@ -219,13 +224,14 @@ int negotiateCaptureFormat(const Formats &formats, const QString &deviceDescript
         return chosen;
     }
 
-    qWarning() << "[openCamera] ⚠⚠⚠⚠⚠ 严重警告：设备不支持MJPEG、NV12或YUY2格式！⚠⚠⚠⚠⚠";
-    qWarning() << "[openCamera] 要求：格式优先级 MJPEG > NV12 > YUY2，分辨率≤3840x2160，帧率≤60Hz";
-    qWarning() << "[openCamera] 但设备没有这些格式，将使用其他格式（可能不是最优选择）";
-    qDebug() << "[openCamera] 调用findBestSupportedFormat查找最佳格式...";
+    qWarning().noquote() << "[openCamera] ⚠⚠⚠⚠⚠ 严重警告：设备不支持MJPEG、NV12或YUY2格式！⚠⚠⚠⚠⚠";
+    qWarning().noquote()
+        << "[openCamera] 要求：格式优先级 MJPEG > NV12 > YUY2，分辨率≤3840x2160，帧率≤60Hz";
+    qWarning().noquote() << "[openCamera] 但设备没有这些格式，将使用其他格式（可能不是最优选择）";
+    qDebug().noquote() << "[openCamera] 调用findBestSupportedFormat查找最佳格式...";
     const int chosen = findBestSupportedFormat(formats, deviceDescription);
     if (chosen < 0) {
-        qDebug() << "[openCamera] findBestSupportedFormat 未返回可用格式";
+        qDebug().noquote() << "[openCamera] findBestSupportedFormat 未返回可用格式";
         return -1;
     }
     qDebug().noquote() << "[openCamera] findBestSupportedFormat 返回:" << describe(formats[chosen]);
@@ -241,14 +247,17 @@ int findBestSupportedFormat(const Formats &formats, const QString &deviceDescrip
 {
     qDebug().noquote() << "[TavroVideo::findBestSupportedFormat] Finding best format for device:"
                        << deviceDescription;
-    qDebug() << "[TavroVideo::findBestSupportedFormat] Total supported formats:" << formats.size();
+    qDebug().noquote() << "[TavroVideo::findBestSupportedFormat] Total supported formats:"
+                       << formats.size();
     if (formats.isEmpty()) {
-        qDebug() << "[TavroVideo::findBestSupportedFormat] No supported formats reported by the "
-                    "device!";
+        qDebug().noquote()
+            << "[TavroVideo::findBestSupportedFormat] No supported formats reported by the "
+               "device!";
         return -1;
     }
-    qDebug() << "[TavroVideo::findBestSupportedFormat] === 格式优先级：MJPEG > NV12 > YUY2 ===";
-    qDebug()
+    qDebug().noquote()
+        << "[TavroVideo::findBestSupportedFormat] === 格式优先级：MJPEG > NV12 > YUY2 ===";
+    qDebug().noquote()
         << "[TavroVideo::findBestSupportedFormat] === 限制条件：分辨率≤3840x2160，帧率≤60Hz ===";
 
     Indices mjpeg = withinLimitsOfFormat(formats, CapturePixelFormat::Jpeg);
@@ -267,7 +276,8 @@ int findBestSupportedFormat(const Formats &formats, const QString &deviceDescrip
         return chosen;
     }
 
-    qDebug() << "[TavroVideo::findBestSupportedFormat] 未发现MJPEG格式，按优先级选择：NV12 > YUY2";
+    qDebug().noquote()
+        << "[TavroVideo::findBestSupportedFormat] 未发现MJPEG格式，按优先级选择：NV12 > YUY2";
     for (int pixelFormat : {int(CapturePixelFormat::NV12), int(CapturePixelFormat::YUYV)}) {
         Indices candidates = withinLimitsOfFormat(formats, pixelFormat);
         if (candidates.isEmpty())
@@ -286,7 +296,7 @@ int findBestSupportedFormat(const Formats &formats, const QString &deviceDescrip
         return chosen;
     }
 
-    qDebug()
+    qDebug().noquote()
         << "[TavroVideo::findBestSupportedFormat] ⚠ 未发现NV12和YUY2格式，使用其他格式（fallback）";
     Indices candidates;
     for (int i = 0; i < formats.size(); ++i) {
@@ -295,28 +305,33 @@ int findBestSupportedFormat(const Formats &formats, const QString &deviceDescrip
         const bool accepted = f.maxFps >= kMinUsableFps && valid && isLandscape(f);
         qDebug().noquote() << "  格式:" << describe(f);
         if (accepted) {
-            qDebug() << "  -> 已添加到候选格式 (横屏)";
+            qDebug().noquote() << "  -> 已添加到候选格式 (横屏)";
             candidates.append(i);
         } else {
-            const QString ratio =
-                f.height > 0 ? QString::number(double(f.width) / f.height) : QStringLiteral("N/A");
-            qDebug().noquote() << "  -> 被拒绝: FPS=" << f.maxFps
-                               << ", 有效=" << (valid ? "true" : "false") << ", 宽高比=" << ratio;
+            const QString ratio = valid && f.height > 0
+                                      ? QString::number(double(f.width) / f.height)
+                                      : QStringLiteral("N/A");
+            qDebug().noquote().nospace()
+                << "  -> 被拒绝: FPS=" << f.maxFps << ", 有效=" << (valid ? "true" : "false")
+                << ", 宽高比=" << ratio;
         }
     }
     if (candidates.isEmpty()) {
-        qDebug() << "[TavroVideo::findBestSupportedFormat] No suitable landscape formats found "
-                    "after filtering.";
-        qDebug() << "[TavroVideo::findBestSupportedFormat] Fallback: No landscape formats found. "
-                    "Relaxing constraints to allow any valid resolution.";
+        qDebug().noquote()
+            << "[TavroVideo::findBestSupportedFormat] No suitable landscape formats found "
+               "after filtering.";
+        qDebug().noquote()
+            << "[TavroVideo::findBestSupportedFormat] Fallback: No landscape formats found. "
+               "Relaxing constraints to allow any valid resolution.";
         for (int i = 0; i < formats.size(); ++i) {
             const CaptureFormatDesc &f = formats[i];
             if (f.maxFps >= kMinUsableFps && f.width >= 1 && f.height >= 1)
                 candidates.append(i);
         }
         if (candidates.isEmpty()) {
-            qDebug() << "[TavroVideo::findBestSupportedFormat] Fallback failed: Still no suitable "
-                        "formats found.";
+            qDebug().noquote()
+                << "[TavroVideo::findBestSupportedFormat] Fallback failed: Still no suitable "
+                   "formats found.";
             return -1;
         }
     }
@@ -385,19 +400,24 @@ QSize maxSupportedResolution(const Formats &formats)
     if (!result.isValid())
         result = largest([](const CaptureFormatDesc &f) { return f.width >= 1 && f.height >= 1; });
     if (!result.isValid()) {
-        qDebug() << "[获取最大分辨率] 未找到有效的最大分辨率";
+        qDebug().noquote() << "[获取最大分辨率] 未找到有效的最大分辨率";
         return QSize();
     }
-    qDebug() << "[获取最大分辨率] 最大支持分辨率:" << result
-             << "像素数:" << qint64(result.width()) * result.height();
+    qDebug().noquote() << "[获取最大分辨率] 最大支持分辨率:"
+                       << sizeText(result.width(), result.height())
+                       << "像素数:" << qint64(result.width()) * result.height();
     return result;
 }
 
 ResolutionCheckVerdict judgeResolutionCheck(const QSize &current, const QSize &maximum)
 {
+    // An invalid size counts as no pixels: nothing negotiated yet wants a switch to any valid
+    // maximum, and an unknown maximum never asks for a switch or a longer interval.
     const qint64 cur = current.isValid() ? qint64(current.width()) * current.height() : 0;
-    const qint64 max = qint64(maximum.width()) * maximum.height();
+    const qint64 max = maximum.isValid() ? qint64(maximum.width()) * maximum.height() : 0;
     ResolutionCheckVerdict verdict;
+    if (max <= 0)
+        return verdict;
     if (double(cur) * 1.2 < double(max)) {
         verdict.switchWanted = true;
         verdict.gainPercent = cur > 0 ? double(max - cur) / double(cur) * 100.0 : 0.0;
