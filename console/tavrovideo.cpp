@@ -77,6 +77,7 @@ TavroVideo::TavroVideo(QWidget *parent) : QWidget(parent)
     connect(m_resolutionCheckTimer, &QTimer::timeout, this,
             &TavroVideo::checkAndSwitchToMaxResolution);
 
+    createMouseTimers();
     setupConnections();
     resize(800, 600);
     qDebug() << "[TavroVideo] UI初始化完成";

@@ -78,6 +78,17 @@ public:
     int uartProtocol() const { return m_uartProtocol; }
     void setFullScreenState(bool fullScreen) { m_isFullScreen = fullScreen; }
 
+    // Mouse to the target.
+    bool convertMousePositionToVideoCoordinates(const QPoint &pos, int &x, int &y, int &width,
+                                                int &height);
+    bool sendMouseCoordinates(int x, int y, unsigned char buttons, unsigned char wheel);
+    QPoint lastMousePos() const { return m_lastMousePos; }
+    QPoint pendingMousePos() const { return m_pendingMousePos; }
+    bool isMouseThrottleEnabled() const { return m_mouseThrottleEnabled; }
+    int mouseThrottleIntervalMs() const { return m_mouseThrottleIntervalMs; }
+    int mouseMinDistance() const { return m_mouseMinDistance; }
+    void setBlackBorderInfo(const image_blank_info &borders) { m_blackBorderInfo = borders; }
+
     // Cameras.
     void enumerateCameras(QList<QCameraDevice> &out);
     QList<QCameraDevice> getUvcDeviceList();
@@ -124,6 +135,7 @@ signals:
     void uartStatusChanged(bool connected, const QString &status);
     void previewGridRequested();
     void statusBarMessageRequested(const QString &message);
+    void mouseChanged(const QString &position);
 
 public slots:
     void checkAndSwitchToMaxResolution();
@@ -132,9 +144,24 @@ public slots:
 
     bool eventFilter(QObject *watched, QEvent *event) override;
 
+    void updateMouseThrottleSettings(int intervalMs, int minDistance);
+    void enableMouseThrottle(bool enabled);
+    void setMouseThrottleInterval(int intervalMs);
+    void setMouseMinDistance(int minDistance);
+    void resetMouseThrottleSettings();
+
+private slots:
+    void processThrottledMouseEvent();
+    void sendThrottledMouseCoordinates();
+    void flushMouseStatusBarUpdate();
+
 protected:
     void keyPressEvent(QKeyEvent *event) override;
     void keyReleaseEvent(QKeyEvent *event) override;
+    void mousePressEvent(QMouseEvent *event) override;
+    void mouseReleaseEvent(QMouseEvent *event) override;
+    void mouseMoveEvent(QMouseEvent *event) override;
+    void wheelEvent(QWheelEvent *event) override;
     void focusInEvent(QFocusEvent *event) override;
     void focusOutEvent(QFocusEvent *event) override;
     void changeEvent(QEvent *event) override;
@@ -158,6 +185,12 @@ private:
     // nothing was sent and the event goes on to the base handler.
     bool forwardKeyEvent(const QKeyEvent *event, int action, const QString &shortcut);
     static bool isLinkOpen(const DeviceUartManager *link);
+
+    // tavrovideo_mouse.cpp
+    void createMouseTimers();
+    void flushPendingMouseMove();
+    bool canSendMouse() const;
+    void updateWatermark();
 
     // tavrovideo_capture.cpp
     void runDeferredFirstOpen();
@@ -246,6 +279,20 @@ private:
     mutable QRect m_displayRectCache;
     mutable bool m_displayRectCacheValid = false;
     mutable QSize m_displayRectCacheViewSize;
+
+    // Mouse.
+    int m_coordMode = 0;
+    QPoint m_lastMousePos{-1, -1};
+    QPoint m_pendingMousePos{-1, -1};
+    quint8 m_pendingMouseButtons = 0;
+    QPoint m_lastSentMousePos{-1, -1};
+    bool m_mouseThrottleEnabled = true;
+    int m_mouseThrottleIntervalMs = 1;
+    int m_mouseMinDistance = 0;
+    qint8 m_wheelStep = 1;
+    QTimer *m_mouseThrottleTimer = nullptr;
+    QTimer *m_mouseStatusTimer = nullptr;
+    QString m_lastMouseStatusText;
 
     // Cursor correction (border measurement).
     bool m_cursorCorrectionEnabled = false;

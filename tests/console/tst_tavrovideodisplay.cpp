@@ -24,6 +24,7 @@ private slots:
     void displayRect_data();
     void displayRect();
     void displayRectFollowsResizeAndFrameSize();
+    void mouseMapsThroughTheShownPicture();
     void sizeChangeEmitsAspectRatioOnce();
     void burstDuringDecodeLeavesOneFollowUp();
     void resultsStartedBeforeCloseAreDropped();
@@ -96,6 +97,23 @@ void TestTavroVideoDisplay::displayRectFollowsResizeAndFrameSize()
 
     m_view->processVideoFrame(greyVideoFrame({1280, 1024}, QVideoFrameFormat::Format_NV12));
     QCOMPARE(m_view->getActualVideoDisplayRect(), QRect(0, 100, 1000, 800));
+}
+
+void TestTavroVideoDisplay::mouseMapsThroughTheShownPicture()
+{
+    // Capture resolution not negotiated yet: the picture is sized by its frames and the mapping
+    // assumes 1920x1080.
+    m_view->resize(1280, 800);
+    m_view->processVideoFrame(greyVideoFrame({1920, 1080}, QVideoFrameFormat::Format_NV12));
+    QCOMPARE(m_view->getActualVideoDisplayRect(), QRect(0, 40, 1280, 720));
+    int x = -1, y = -1, width = -1, height = -1;
+    QVERIFY(m_view->convertMousePositionToVideoCoordinates({640, 400}, x, y, width, height));
+    QCOMPARE(QPoint(x, y), QPoint(960, 540));
+    QCOMPARE(QSize(width, height), QSize(1920, 1080));
+    QVERIFY(m_view->convertMousePositionToVideoCoordinates({1279, 759}, x, y, width, height));
+    QCOMPARE(QPoint(x, y), QPoint(1918, 1078));
+    QVERIFY(!m_view->convertMousePositionToVideoCoordinates({640, 39}, x, y, width, height));
+    QCOMPARE(QPoint(x, y), QPoint(1918, 1078)); // untouched
 }
 
 void TestTavroVideoDisplay::sizeChangeEmitsAspectRatioOnce()

@@ -4,17 +4,11 @@
 #include <QApplication>
 #include <QRegularExpression>
 #include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QTest>
 
-#include "console/tavrovideo.h"
-#include "db/dbmanager.h"
-#include "tests/support/boxsimprocess.h"
-#include "ui/mainwindow.h"
+#include "tests/support/consolewithbox.h"
 
 namespace {
-
-constexpr int kOpenTimeoutMs = 20000;
 
 // Presses and releases keys as a US keyboard would for `text`: Shift around capitals and the
 // shifted punctuation, one key event per key.
@@ -49,37 +43,21 @@ private slots:
     void protocolSwitch();
 
 private:
-    QTemporaryDir m_dataDir;
-    BoxSimProcess m_box;
-    QString m_link;
-    MainWindow *m_window = nullptr;
+    BoxSimProcess &box() { return m_console.box(); }
+
+    ConsoleWithBox m_console;
     TavroVideo *m_view = nullptr;
 };
 
 void TestTavroVideoKeyboard::initTestCase()
 {
-    QVERIFY(m_dataDir.isValid());
-    QVERIFY(DBManager::instance()->initDatabase(m_dataDir.filePath("keys.db")));
-    m_link = m_dataDir.filePath("tk-box");
-    qputenv("TAVROKVM_EXTRA_SERIAL_PORTS", (m_link + "=TK CDC").toUtf8());
-    QVERIFY(m_box.startReady(m_link));
-
-    m_window = new MainWindow;
-    m_view = m_window->videoView();
-    QSignalSpy started(m_view, &TavroVideo::cameraStarted);
-    m_window->show();
-    QVERIFY(started.wait(kOpenTimeoutMs));
-    QVERIFY(!m_box.next("hello").isEmpty());
-    QVERIFY(QTest::qWaitForWindowActive(m_window));
-    m_view->setFocus();
-    QTRY_VERIFY(m_view->hasFocus());
-    QTRY_COMPARE(QGuiApplication::applicationState(), Qt::ApplicationActive);
+    QVERIFY(m_console.start());
+    m_view = m_console.view();
 }
 
 void TestTavroVideoKeyboard::cleanupTestCase()
 {
-    delete m_window;
-    m_box.stop();
+    m_console.stop();
 }
 
 void TestTavroVideoKeyboard::typedTextArrivesAsText()
@@ -87,7 +65,7 @@ void TestTavroVideoKeyboard::typedTextArrivesAsText()
     typeLikeAKeyboard(m_view, QStringLiteral("Hello, World!"));
     QString typed;
     for (;;) {
-        const QJsonObject event = m_box.next("text");
+        const QJsonObject event = box().next("text");
         if (event.isEmpty())
             break;
         typed = event.value("text").toString();
@@ -109,7 +87,7 @@ void TestTavroVideoKeyboard::autoRepeatSendsNothing()
     // One press and one release reach the target: "x" is typed once.
     QJsonObject event;
     QString typed;
-    while (!(event = m_box.next("text")).isEmpty()) {
+    while (!(event = box().next("text")).isEmpty()) {
         typed = event.value("text").toString();
         if (typed.endsWith('x'))
             break;
@@ -119,7 +97,7 @@ void TestTavroVideoKeyboard::autoRepeatSendsNothing()
 
 void TestTavroVideoKeyboard::backgroundSendsNothing()
 {
-    const int before = m_box.namesSeen().count("key_down");
+    const int before = box().namesSeen().count("key_down");
     QFocusEvent out(QEvent::FocusOut, Qt::ActiveWindowFocusReason);
     QApplication::sendEvent(m_view, &out); // the view now counts as in the background
     QVERIFY(!m_view->isAppReallyInForeground());
@@ -127,7 +105,7 @@ void TestTavroVideoKeyboard::backgroundSendsNothing()
     QKeyEvent press(QEvent::KeyPress, Qt::Key_Y, Qt::NoModifier, "y");
     QApplication::sendEvent(m_view, &press);
     QTest::qWait(300);
-    QCOMPARE(m_box.namesSeen().count("key_down"), before);
+    QCOMPARE(box().namesSeen().count("key_down"), before);
 
     QFocusEvent in(QEvent::FocusIn, Qt::ActiveWindowFocusReason);
     QApplication::sendEvent(m_view, &in);
@@ -136,7 +114,7 @@ void TestTavroVideoKeyboard::backgroundSendsNothing()
 
 void TestTavroVideoKeyboard::refusedKeyPutsNoBytesOnTheLine()
 {
-    const int before = m_box.namesSeen().size();
+    const int before = box().namesSeen().size();
     // The encoder writes no keyboard frames for the vendor protocol: the key is dropped with the
     // encoder's code and nothing is written.
     m_view->setUartProtocol(1);
@@ -146,7 +124,7 @@ void TestTavroVideoKeyboard::refusedKeyPutsNoBytesOnTheLine()
     QVERIFY(!m_view->sendKeyValue(Qt::Key_Z, 0));
     m_view->setUartProtocol(0);
     QTest::qWait(300);
-    QCOMPARE(m_box.namesSeen().size(), before);
+    QCOMPARE(box().namesSeen().size(), before);
 }
 
 void TestTavroVideoKeyboard::protocolSwitch()

@@ -1,0 +1,105 @@
+#include "console/input/mouserules.h"
+
+#include <algorithm>
+
+bool mapWidgetToTarget(const QPoint &pos, const QRect &picture, const QSize &capture,
+                       const image_blank_info &borders, TargetPoint &out)
+{
+    if (!picture.contains(pos))
+        return false;
+    int resW = capture.width();
+    int resH = capture.height();
+    if (resW <= 0 || resH <= 0) {
+        resW = kMouseFallbackWidth;
+        resH = kMouseFallbackHeight;
+    }
+    const int width = resW - (borders.left + borders.right);
+    const int height = resH - (borders.top + borders.bottom);
+    // Scale first, then truncate: the picture's last column must land on the frame's last one.
+    int x = int(double(resW) / picture.width() * (pos.x() - picture.left())) - borders.left;
+    int y = int(double(resH) / picture.height() * (pos.y() - picture.top())) - borders.top;
+    x = std::max(0, std::min(x, width - 1));
+    y = std::max(0, std::min(y, height - 1));
+    out = TargetPoint{x, y, width, height};
+    return true;
+}
+
+void mouseReportSize(const QSize &capture, const image_blank_info &borders, quint16 size[2])
+{
+    const int resW = std::max(0, capture.width());
+    const int resH = std::max(0, capture.height());
+    size[0] = quint16(resW - (borders.left + borders.right));
+    size[1] = quint16(resH - (borders.top + borders.bottom));
+}
+
+static quint8 buttonBit(Qt::MouseButton button)
+{
+    switch (button) {
+    case Qt::LeftButton:
+    case Qt::RightButton:
+    case Qt::MiddleButton:
+    case Qt::BackButton:
+    case Qt::ForwardButton:
+        return quint8(button);
+    default:
+        return kMouseOtherButtonBit;
+    }
+}
+
+quint8 heldReportButtons(Qt::MouseButtons held)
+{
+    return quint8(held.toInt() & kMouseHeldButtonsMask);
+}
+
+quint8 pressReportButtons(Qt::MouseButton pressed, Qt::MouseButtons held)
+{
+    return buttonBit(pressed) | heldReportButtons(held);
+}
+
+quint8 releaseReportButtons(Qt::MouseButton released, Qt::MouseButtons held)
+{
+    quint8 keep = 0;
+    switch (released) {
+    case Qt::LeftButton:
+        keep = 0x1E;
+        break;
+    case Qt::RightButton:
+        keep = 0x1D;
+        break;
+    case Qt::MiddleButton:
+        keep = 0x1B;
+        break;
+    case Qt::BackButton:
+        keep = 0x17;
+        break;
+    case Qt::ForwardButton:
+        keep = 0x0F;
+        break;
+    default:
+        return 0; // an unknown button releases everything
+    }
+    return heldReportButtons(held) & keep;
+}
+
+qint8 wheelReportValue(int verticalAngleDelta, qint8 step)
+{
+    if (verticalAngleDelta == 0)
+        return 0;
+    return verticalAngleDelta > 0 ? step : qint8(-step);
+}
+
+QString mouseButtonNameForLog(Qt::MouseButton button)
+{
+    switch (button) {
+    case Qt::LeftButton:
+        return QStringLiteral("左键");
+    case Qt::RightButton:
+        return QStringLiteral("右键");
+    case Qt::MiddleButton:
+        return QStringLiteral("中键");
+    case Qt::BackButton:
+        return QStringLiteral("侧键1(后退)");
+    default:
+        return QStringLiteral("侧键2(前进)");
+    }
+}
