@@ -77,6 +77,12 @@ public:
     void setUartProtocol(int protocol);
     int uartProtocol() const { return m_uartProtocol; }
     void setFullScreenState(bool fullScreen) { m_isFullScreen = fullScreen; }
+    // Sends a release for every key the target still holds from this view.
+    void releaseHeldKeys();
+    QList<int> heldKeys() const { return m_heldKeys; }
+
+    // Key sequences and paste.
+    void pasteTextAsKeyEvents();
 
     // Mouse to the target.
     bool convertMousePositionToVideoCoordinates(const QPoint &pos, int &x, int &y, int &width,
@@ -144,6 +150,8 @@ public slots:
 
     bool eventFilter(QObject *watched, QEvent *event) override;
 
+    void handleKeyboardInput(const QString &key);
+
     void updateMouseThrottleSettings(int intervalMs, int minDistance);
     void enableMouseThrottle(bool enabled);
     void setMouseThrottleInterval(int intervalMs);
@@ -185,6 +193,11 @@ private:
     // nothing was sent and the event goes on to the base handler.
     bool forwardKeyEvent(const QKeyEvent *event, int action, const QString &shortcut);
     static bool isLinkOpen(const DeviceUartManager *link);
+    // Encodes and writes one key frame; keeps the keys the target holds.
+    bool writeKeyFrame(DeviceUartManager *link, int key, int action);
+
+    // tavrovideo_keysequences.cpp
+    void pasteFromShortcut();
 
     // tavrovideo_mouse.cpp
     void createMouseTimers();
@@ -240,6 +253,7 @@ private:
     bool m_globalKeyCaptureEnabled = true;
     bool m_keyboardHookActive = false;
     bool m_permissionDialogShowing = false;
+    QList<int> m_heldKeys; // pressed on the target by this view, in order
     QMediaDevices *m_mediaDevices = nullptr;
     QTimer *m_videoInputsDebounceTimer = nullptr;
     QTimer *m_memoryMonitorTimer = nullptr;

@@ -6,6 +6,7 @@
 
 #include "console/input/keyrules.h"
 #include "console/tavrovideo.h"
+#include "platform/keyboardlayout.h"
 #include "protocol/ch9329.h"
 #include "serial/deviceuartmanager.h"
 #include "serial/uartmanager.h"
@@ -82,7 +83,7 @@ bool TavroVideo::forwardKeyEvent(const QKeyEvent *event, int action, const QStri
         return false;
     }
     const int key = event->key();
-    key_pass(key, action);
+    key_pass(encoderKeyForPhysicalKey(key), action);
     if (action == 0) {
         QString sent = QStringLiteral("按键发送成功 - 按下 键值:%1 (0x%2)").arg(key).arg(hex(key));
         if (!shortcut.isEmpty())
@@ -99,6 +100,11 @@ void TavroVideo::keyPressEvent(QKeyEvent *event)
 {
     if (!isAppReallyInForeground()) {
         QWidget::keyPressEvent(event);
+        return;
+    }
+    if (isPasteShortcut(event->key(), event->modifiers())) {
+        if (!event->isAutoRepeat())
+            pasteFromShortcut();
         return;
     }
     const QString shortcut = recognizeSystemShortcut(event->key(), event->modifiers());
@@ -118,6 +124,8 @@ void TavroVideo::keyReleaseEvent(QKeyEvent *event)
         QWidget::keyReleaseEvent(event);
         return;
     }
+    if (isPasteShortcut(event->key(), event->modifiers()))
+        return; // its press typed the clipboard; V never reached the target
     qDebug().noquote() << keyEventLogLine("Released", event, QString())
                        << "- 焦点对象:" << QApplication::focusWidget();
     if (forwardKeyEvent(event, 1, QString()))
@@ -202,6 +210,8 @@ void TavroVideo::focusInEvent(QFocusEvent *event)
 
 void TavroVideo::focusOutEvent(QFocusEvent *event)
 {
+    // Keys released while another window has the keyboard never reach the view: let them go now.
+    releaseHeldKeys();
     m_appActive = false;
     QWidget::focusOutEvent(event);
 }
@@ -241,6 +251,11 @@ bool TavroVideo::sendKeyValue(int key, int action)
         qDebug() << "[UART] sendKeyEvent失败: 串口未连接";
         return false;
     }
+    return writeKeyFrame(link, key, action);
+}
+
+bool TavroVideo::writeKeyFrame(DeviceUartManager *link, int key, int action)
+{
     uint8_t buffer[kKeyFrameBufferSize] = {};
     const int result = key_convert(m_uartProtocol, key, action, buffer);
     if (result < 0) {
@@ -260,9 +275,29 @@ bool TavroVideo::sendKeyValue(int key, int action)
                               .arg(kKeyFrameLength);
     printHexData(frame, QStringLiteral("[UART数据] "));
     const bool sent = link->sendData(frame);
-    if (!sent)
+    if (!sent) {
         qDebug() << "[UART] 键盘数据发送失败";
-    return sent;
+        return false;
+    }
+    if (action == 0 && !m_heldKeys.contains(key))
+        m_heldKeys.append(key);
+    else if (action == 1)
+        m_heldKeys.removeAll(key);
+    return true;
+}
+
+void TavroVideo::releaseHeldKeys()
+{
+    if (m_heldKeys.isEmpty())
+        return;
+    DeviceUartManager *link = currentLink();
+    const QList<int> held = m_heldKeys;
+    m_heldKeys.clear();
+    if (!isLinkOpen(link))
+        return;
+    qDebug() << "[键盘] 焦点离开，释放目标上仍按下的键:" << held;
+    for (auto it = held.crbegin(); it != held.crend(); ++it)
+        writeKeyFrame(link, *it, 1);
 }
 
 void TavroVideo::printHexData(const QByteArray &data, const QString &prefix)

@@ -70,3 +70,10 @@ QString hexBytesForLog(const QByteArray &data)
 {
     return QString::fromLatin1(data.toHex(' ').toUpper());
 }
+
+bool isPasteShortcut(int key, Qt::KeyboardModifiers modifiers)
+{
+    const Qt::KeyboardModifiers chord = Qt::ControlModifier | Qt::AltModifier;
+    const Qt::KeyboardModifiers considered = chord | Qt::ShiftModifier | Qt::MetaModifier;
+    return key == Qt::Key_V && (modifiers & considered) == chord;
+}

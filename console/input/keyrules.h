@@ -17,3 +17,7 @@ QString modifierNamesForLog(Qt::KeyboardModifiers modifiers);
 
 // "57 AB 00 02": every byte as two upper-case hex digits, separated by one blank.
 QString hexBytesForLog(const QByteArray &data);
+
+// The console's own paste command, Ctrl+Alt+V (Command+Option+V on macOS): it types the
+// clipboard on the target instead of reaching it as keys.
+bool isPasteShortcut(int key, Qt::KeyboardModifiers modifiers);

@@ -15,7 +15,35 @@ private slots:
     void keyClasses();
     void modifierNames();
     void hexDump();
+    void pasteShortcut_data();
+    void pasteShortcut();
 };
+
+void TestKeyRules::pasteShortcut_data()
+{
+    QTest::addColumn<int>("key");
+    QTest::addColumn<int>("modifiers");
+    QTest::addColumn<bool>("paste");
+
+    const int ctrl = Qt::ControlModifier, alt = Qt::AltModifier;
+    QTest::newRow("Ctrl+Alt+V") << int(Qt::Key_V) << (ctrl | alt) << true;
+    QTest::newRow("keypad does not matter")
+        << int(Qt::Key_V) << (ctrl | alt | int(Qt::KeypadModifier)) << true;
+    QTest::newRow("Ctrl+V is the target's") << int(Qt::Key_V) << ctrl << false;
+    QTest::newRow("Ctrl+Shift+Alt+V")
+        << int(Qt::Key_V) << (ctrl | alt | int(Qt::ShiftModifier)) << false;
+    QTest::newRow("Ctrl+Alt+Meta+V")
+        << int(Qt::Key_V) << (ctrl | alt | int(Qt::MetaModifier)) << false;
+    QTest::newRow("Ctrl+Alt+C") << int(Qt::Key_C) << (ctrl | alt) << false;
+}
+
+void TestKeyRules::pasteShortcut()
+{
+    QFETCH(int, key);
+    QFETCH(int, modifiers);
+    QFETCH(bool, paste);
+    QCOMPARE(isPasteShortcut(key, Qt::KeyboardModifiers(modifiers)), paste);
+}
 
 void TestKeyRules::shortcuts_data()
 {

@@ -2,10 +2,14 @@
 // key event through the encoder and the serial link to the box's decoder.
 
 #include <QApplication>
+#include <QClipboard>
+#include <QElapsedTimer>
 #include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTest>
 
+#include "serial/deviceuartmanager.h"
+#include "serial/uartmanager.h"
 #include "tests/support/consolewithbox.h"
 
 namespace {
@@ -41,9 +45,21 @@ private slots:
     void backgroundSendsNothing();
     void refusedKeyPutsNoBytesOnTheLine();
     void protocolSwitch();
+    void physicalControlIsTheTargetsControl();
+    void focusLossReleasesHeldKeys();
+    void escapeInFullScreen();
+    void ctrlAltDelArrivesAsTheSixSteps();
+    void namedKeysReachTheTarget_data();
+    void namedKeysReachTheTarget();
+    void pasteTypesTheClipboard();
+    void pasteShortcutTypesTheClipboard();
+    void pasteLogsAPreview();
 
 private:
     BoxSimProcess &box() { return m_console.box(); }
+    // The box's key events from index `from` on, as "key_down:K" texts.
+    QStringList eventsSince(int from);
+    QString lastTypedText();
 
     ConsoleWithBox m_console;
     TavroVideo *m_view = nullptr;
@@ -138,6 +154,148 @@ void TestTavroVideoKeyboard::protocolSwitch()
     QCOMPARE(status.takeFirst().at(0).toString(), QStringLiteral("UART 协议: TavroKVM (TK)"));
     m_view->setUartProtocol(0);
     QCOMPARE(status.takeFirst().at(0).toString(), QStringLiteral("UART 协议: CH9329"));
+}
+
+QStringList TestTavroVideoKeyboard::eventsSince(int from)
+{
+    QTest::qWait(300); // what was sent has reached the box
+    QStringList out;
+    const QList<QJsonObject> events = box().events();
+    for (int i = from; i < events.size(); ++i) {
+        const QJsonObject &event = events.at(i);
+        const QString name = event.value("event").toString();
+        if (name == QLatin1String("key_down") || name == QLatin1String("key_up"))
+            out << name + ':' + event.value("key").toString();
+    }
+    return out;
+}
+
+QString TestTavroVideoKeyboard::lastTypedText()
+{
+    QTest::qWait(300);
+    QString typed;
+    for (const QJsonObject &event : box().events()) {
+        if (event.value("event").toString() == QLatin1String("text"))
+            typed = event.value("text").toString();
+    }
+    return typed;
+}
+
+void TestTavroVideoKeyboard::physicalControlIsTheTargetsControl()
+{
+    const int from = box().events().size();
+    QTest::keyPress(m_view, Qt::Key_Control, Qt::ControlModifier);
+    QTest::keyRelease(m_view, Qt::Key_Control, Qt::NoModifier);
+    QCOMPARE(eventsSince(from), QStringList({"key_down:LeftControl", "key_up:LeftControl"}));
+}
+
+void TestTavroVideoKeyboard::focusLossReleasesHeldKeys()
+{
+    const int from = box().events().size();
+    QTest::keyPress(m_view, Qt::Key_Shift, Qt::ShiftModifier);
+    QTest::keyPress(m_view, Qt::Key_K, Qt::ShiftModifier);
+    QCOMPARE(m_view->heldKeys(), QList<int>({Qt::Key_Shift, Qt::Key_K}));
+    // Another window takes the keyboard; the releases go to it, never to the view.
+    QFocusEvent out(QEvent::FocusOut, Qt::ActiveWindowFocusReason);
+    QApplication::sendEvent(m_view, &out);
+    QVERIFY(m_view->heldKeys().isEmpty());
+    QCOMPARE(eventsSince(from),
+             QStringList({"key_down:LeftShift", "key_down:K", "key_up:K", "key_up:LeftShift"}));
+    QFocusEvent in(QEvent::FocusIn, Qt::ActiveWindowFocusReason);
+    QApplication::sendEvent(m_view, &in);
+}
+
+void TestTavroVideoKeyboard::escapeInFullScreen()
+{
+    m_view->setFullScreenState(true);
+    // With the link open, Escape belongs to the target.
+    int from = box().events().size();
+    QTest::keyClick(m_view, Qt::Key_Escape);
+    QCOMPARE(eventsSince(from), QStringList({"key_down:Escape", "key_up:Escape"}));
+
+    // Without it, Escape stays with the console.
+    DeviceUartManager *link =
+        UartManager::instance()->getDeviceUartManager(m_view->getCurrentDeviceDid());
+    const QString port = link->portName();
+    const int baud = link->baudRate();
+    m_view->closeSerialPort();
+    from = box().events().size();
+    QTest::ignoreMessage(QtDebugMsg, "  ESC in fullscreen: Passing to base class.");
+    QTest::keyClick(m_view, Qt::Key_Escape);
+    QVERIFY(eventsSince(from).isEmpty());
+    m_view->setFullScreenState(false);
+    QVERIFY(m_view->openSerialPort(port, baud));
+}
+
+void TestTavroVideoKeyboard::ctrlAltDelArrivesAsTheSixSteps()
+{
+    const int from = box().events().size();
+    QElapsedTimer clock;
+    clock.start();
+    m_view->handleKeyboardInput(QStringLiteral("ctrl+alt+del"));
+    QVERIFY(clock.elapsed() >= 60); // paced, not a burst
+    QCOMPARE(eventsSince(from),
+             QStringList({"key_down:LeftControl", "key_down:LeftAlt", "key_down:Delete",
+                          "key_up:Delete", "key_up:LeftAlt", "key_up:LeftControl"}));
+}
+
+void TestTavroVideoKeyboard::namedKeysReachTheTarget_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QStringList>("events");
+
+    QTest::newRow("F5") << "F5" << QStringList({"key_down:F5", "key_up:F5"});
+    QTest::newRow("ESC") << "ESC" << QStringList({"key_down:Escape", "key_up:Escape"});
+    QTest::newRow("UP_ARROW") << "UP_ARROW" << QStringList({"key_down:Up", "key_up:Up"});
+    QTest::newRow("Enter") << "Enter" << QStringList({"key_down:Enter", "key_up:Enter"});
+    QTest::newRow("fn+esc") << "fn+esc"
+                            << QStringList({"key_down:LeftGUI", "key_down:Escape", "key_up:Escape",
+                                            "key_up:LeftGUI"});
+    QTest::newRow("unhandled CTRL+ALT+DEL") << "CTRL+ALT+DEL" << QStringList();
+    QTest::newRow("unhandled POWER") << "POWER" << QStringList();
+}
+
+void TestTavroVideoKeyboard::namedKeysReachTheTarget()
+{
+    QFETCH(QString, name);
+    QFETCH(QStringList, events);
+    const int from = box().events().size();
+    m_view->handleKeyboardInput(name);
+    QCOMPARE(eventsSince(from), events);
+}
+
+void TestTavroVideoKeyboard::pasteTypesTheClipboard()
+{
+    QGuiApplication::clipboard()->setText(QStringLiteral("a\tB1€x-y"));
+    const int from = box().events().size();
+    m_view->pasteTextAsKeyEvents();
+    const QStringList events = eventsSince(from);
+    QVERIFY(events.size() > 3);
+    // Tab, the euro sign and the minus are skipped; the characters around them are typed.
+    QVERIFY2(lastTypedText().endsWith(QStringLiteral("aB1xy")), qPrintable(lastTypedText()));
+    QVERIFY(m_view->heldKeys().isEmpty());
+}
+
+void TestTavroVideoKeyboard::pasteShortcutTypesTheClipboard()
+{
+    QGuiApplication::clipboard()->setText(QStringLiteral("Paste: OK!"));
+    QTest::keyClick(m_view, Qt::Key_V, Qt::ControlModifier | Qt::AltModifier);
+    QVERIFY2(lastTypedText().endsWith(QStringLiteral("Paste: OK!")), qPrintable(lastTypedText()));
+}
+
+void TestTavroVideoKeyboard::pasteLogsAPreview()
+{
+    const QString text = QString(150, QLatin1Char('z'));
+    QGuiApplication::clipboard()->setText(text);
+    QTest::ignoreMessage(
+        QtDebugMsg,
+        qPrintable(QStringLiteral("[key_pass] 开始模拟粘贴文本，长度: 150 , 内容预览: ") +
+                   text.left(100)));
+    m_view->pasteTextAsKeyEvents();
+
+    QGuiApplication::clipboard()->clear();
+    QTest::ignoreMessage(QtDebugMsg, "[key_pass] 剪贴板为空，跳过粘贴");
+    m_view->pasteTextAsKeyEvents();
 }
 
 int main(int argc, char **argv)

@@ -81,6 +81,13 @@ public:
         return names;
     }
 
+    // Every event so far, in order of arrival.
+    QList<QJsonObject> events()
+    {
+        readLines();
+        return m_events;
+    }
+
     QProcess &process() { return m_process; }
 
 private:

@@ -1,0 +1,7 @@
+#include "platform/keyboardlayout.h"
+
+// The toolkit's codes are already those the encoder expects.
+int encoderKeyForPhysicalKey(int key)
+{
+    return key;
+}
