@@ -13,6 +13,7 @@
 #include <QWindowStateChangeEvent>
 
 #include "app/hardwareacceleration.h"
+#include "console/input/systemkeyboardhook.h"
 #include "db/dbmanager.h"
 #include "ui/stylesheet.h"
 
@@ -123,6 +124,8 @@ TavroVideo::TavroVideo(QWidget *parent) : QWidget(parent)
 TavroVideo::~TavroVideo()
 {
     qDebug() << "[TavroVideo] 开始析构，清理所有资源";
+    if (keyboardHookOwner() == this)
+        stopSystemKeyboardHook();
     m_resolutionCheckTimer->stop();
     m_memoryMonitorTimer->stop();
     m_videoInputsDebounceTimer->stop();
@@ -165,13 +168,14 @@ void TavroVideo::onApplicationStateChanged(Qt::ApplicationState state)
     m_appActive = state == Qt::ApplicationActive;
     if (m_appActive && !wasActive) {
         qDebug() << "[AppState] 应用恢复前台，启动所有服务";
-        if (!m_keyboardHookActive && !window()->isMinimized()) {
+        if (!window()->isMinimized()) {
             qDebug() << "[AppState] 延迟恢复键盘钩子（500ms），确保摄像头权限对话框优先显示";
             QTimer::singleShot(kHookRestoreDelayMs, this, [this] {
-                if (!m_appActive)
+                // Focus arriving within the delay has started it already.
+                if (!m_appActive || m_keyboardHookActive)
                     return;
                 qDebug() << "[AppState] 恢复键盘钩子";
-                startSystemKeyboardHook();
+                startKeyboardHookIfStopped();
             });
         }
         if (m_resolutionCheckTimer && !m_resolutionCheckTimer->isActive()) {
@@ -181,7 +185,7 @@ void TavroVideo::onApplicationStateChanged(Qt::ApplicationState state)
     } else if (!m_appActive && wasActive) {
         qDebug() << "[AppState] 应用切换到后台，停止所有服务";
         if (m_keyboardHookActive) {
-            stopSystemKeyboardHook();
+            stopKeyboardHookIfRunning();
             qDebug() << "[AppState] 停止键盘钩子";
         }
         if (m_resolutionCheckTimer && m_resolutionCheckTimer->isActive()) {
@@ -194,34 +198,15 @@ void TavroVideo::onApplicationStateChanged(Qt::ApplicationState state)
 
 void TavroVideo::changeEvent(QEvent *event)
 {
-    if (event->type() == QEvent::WindowStateChange) {
-        const auto *change = static_cast<QWindowStateChangeEvent *>(event);
-        const bool wasMinimized = change->oldState() & Qt::WindowMinimized;
-        const bool minimized = window()->windowState() & Qt::WindowMinimized;
-        if (minimized && !wasMinimized) {
-            qDebug() << "[TavroVideo::changeEvent] 窗口最小化，停止相关服务";
-            stopSystemKeyboardHook();
-            m_resolutionCheckTimer->stop();
-        } else if (!minimized && wasMinimized) {
-            qDebug() << "[TavroVideo::changeEvent] 窗口从最小化恢复，恢复相关服务";
-            if (m_appActive)
-                startSystemKeyboardHook();
-            m_resolutionCheckTimer->start();
-        }
+    // Embedded in a main window, the window's own state and activation reach the view through
+    // its event filter instead.
+    if (isWindow()) {
+        if (event->type() == QEvent::WindowStateChange)
+            onWindowStateChanged(static_cast<QWindowStateChangeEvent *>(event)->oldState());
+        else if (event->type() == QEvent::ActivationChange)
+            onWindowActivationChanged(isActiveWindow());
     }
     QWidget::changeEvent(event);
-}
-
-// The keyboard grab follows focus and activation; until it is built these only keep the state
-// the rest of the view reads.
-void TavroVideo::startSystemKeyboardHook()
-{
-    m_keyboardHookActive = true;
-}
-
-void TavroVideo::stopSystemKeyboardHook()
-{
-    m_keyboardHookActive = false;
 }
 
 // Popup windows (soft keyboard, serial panel, parameters) join the view later.

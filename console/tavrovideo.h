@@ -81,6 +81,14 @@ public:
     void releaseHeldKeys();
     QList<int> heldKeys() const { return m_heldKeys; }
 
+    // System keyboard hook (the process has one; this view may own it).
+    static void stopSystemKeyboardHook();
+    void stopKeyboardHookForLayoutSwitch();
+    bool checkKeyboardCapturePermission() const;
+    void requestKeyboardCapturePermission();
+    void showPermissionDialog();
+    bool isKeyboardHookActive() const { return m_keyboardHookActive; }
+
     // Key sequences and paste.
     void pasteTextAsKeyEvents();
 
@@ -173,6 +181,9 @@ protected:
     void focusInEvent(QFocusEvent *event) override;
     void focusOutEvent(QFocusEvent *event) override;
     void changeEvent(QEvent *event) override;
+    bool nativeEvent(const QByteArray &eventType, void *message, qintptr *result) override;
+    // Tab belongs to the target while the view is in front, not to the window's focus chain.
+    bool focusNextPrevChild(bool next) override;
     void paintEvent(QPaintEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
 
@@ -181,7 +192,6 @@ private:
     void setupConnections();
     void onApplicationStateChanged(Qt::ApplicationState state);
     void startSystemKeyboardHook();
-    void stopSystemKeyboardHook();
     void closePopupWindows();
     void cleanupPopupWindows();
     qint64 nowMs() const;
@@ -195,6 +205,14 @@ private:
     static bool isLinkOpen(const DeviceUartManager *link);
     // Encodes and writes one key frame; keeps the keys the target holds.
     bool writeKeyFrame(DeviceUartManager *link, int key, int action);
+
+    // tavrovideo_hook.cpp
+    void startKeyboardHookIfStopped();
+    void stopKeyboardHookIfRunning();
+    void stopKeyboardHookOnNextPass();
+    void onWindowActivationChanged(bool active);
+    void onWindowStateChanged(Qt::WindowStates oldState);
+    friend void showAccessibilityPermissionDialog();
 
     // tavrovideo_keysequences.cpp
     void pasteFromShortcut();

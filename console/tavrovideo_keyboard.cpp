@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QDebug>
 #include <QKeyEvent>
+#include <QWindowStateChangeEvent>
 
 #include "console/input/keyrules.h"
 #include "console/tavrovideo.h"
@@ -194,6 +195,10 @@ bool TavroVideo::eventFilter(QObject *watched, QEvent *event)
                     keyReleaseEvent(keys);
                 return true;
             }
+        } else if (event->type() == QEvent::WindowStateChange && topLevel != this) {
+            onWindowStateChanged(static_cast<QWindowStateChangeEvent *>(event)->oldState());
+        } else if (event->type() == QEvent::ActivationChange && topLevel != this) {
+            onWindowActivationChanged(topLevel->isActiveWindow());
         } else if (event->type() == QEvent::Move || event->type() == QEvent::Resize) {
             qDebug() << "[TavroVideo::eventFilter] Window event:" << event->type()
                      << "- handled by direct events";
@@ -202,9 +207,17 @@ bool TavroVideo::eventFilter(QObject *watched, QEvent *event)
     return QWidget::eventFilter(watched, event);
 }
 
+bool TavroVideo::focusNextPrevChild(bool next)
+{
+    if (isAppReallyInForeground())
+        return false;
+    return QWidget::focusNextPrevChild(next);
+}
+
 void TavroVideo::focusInEvent(QFocusEvent *event)
 {
     m_appActive = true;
+    startKeyboardHookIfStopped();
     QWidget::focusInEvent(event);
 }
 
@@ -213,6 +226,7 @@ void TavroVideo::focusOutEvent(QFocusEvent *event)
     // Keys released while another window has the keyboard never reach the view: let them go now.
     releaseHeldKeys();
     m_appActive = false;
+    stopKeyboardHookIfRunning();
     QWidget::focusOutEvent(event);
 }
 

@@ -4,10 +4,12 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QElapsedTimer>
+#include <QLineEdit>
 #include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTest>
 
+#include "console/input/systemkeyboardhook.h"
 #include "serial/deviceuartmanager.h"
 #include "serial/uartmanager.h"
 #include "tests/support/consolewithbox.h"
@@ -54,9 +56,16 @@ private slots:
     void pasteTypesTheClipboard();
     void pasteShortcutTypesTheClipboard();
     void pasteLogsAPreview();
+    void tabReachesTheTargetNotTheFocusChain();
+    void hookFollowsFocusAndLayout();
+    void hookForwardsWhatTheTableSays();
+    void applicationReturningRestoresTheHookOnce();
+    void minimisingStopsTheHook();
 
 private:
     BoxSimProcess &box() { return m_console.box(); }
+    // The number of box events once the box has gone quiet: what earlier cases sent is counted.
+    int quietEventCount();
     // The box's key events from index `from` on, as "key_down:K" texts.
     QStringList eventsSince(int from);
     QString lastTypedText();
@@ -156,6 +165,18 @@ void TestTavroVideoKeyboard::protocolSwitch()
     QCOMPARE(status.takeFirst().at(0).toString(), QStringLiteral("UART 协议: CH9329"));
 }
 
+int TestTavroVideoKeyboard::quietEventCount()
+{
+    int count = box().events().size();
+    for (;;) {
+        QTest::qWait(100);
+        const int now = box().events().size();
+        if (now == count)
+            return count;
+        count = now;
+    }
+}
+
 QStringList TestTavroVideoKeyboard::eventsSince(int from)
 {
     QTest::qWait(300); // what was sent has reached the box
@@ -183,7 +204,7 @@ QString TestTavroVideoKeyboard::lastTypedText()
 
 void TestTavroVideoKeyboard::physicalControlIsTheTargetsControl()
 {
-    const int from = box().events().size();
+    const int from = quietEventCount();
     QTest::keyPress(m_view, Qt::Key_Control, Qt::ControlModifier);
     QTest::keyRelease(m_view, Qt::Key_Control, Qt::NoModifier);
     QCOMPARE(eventsSince(from), QStringList({"key_down:LeftControl", "key_up:LeftControl"}));
@@ -191,7 +212,7 @@ void TestTavroVideoKeyboard::physicalControlIsTheTargetsControl()
 
 void TestTavroVideoKeyboard::focusLossReleasesHeldKeys()
 {
-    const int from = box().events().size();
+    const int from = quietEventCount();
     QTest::keyPress(m_view, Qt::Key_Shift, Qt::ShiftModifier);
     QTest::keyPress(m_view, Qt::Key_K, Qt::ShiftModifier);
     QCOMPARE(m_view->heldKeys(), QList<int>({Qt::Key_Shift, Qt::Key_K}));
@@ -209,7 +230,7 @@ void TestTavroVideoKeyboard::escapeInFullScreen()
 {
     m_view->setFullScreenState(true);
     // With the link open, Escape belongs to the target.
-    int from = box().events().size();
+    int from = quietEventCount();
     QTest::keyClick(m_view, Qt::Key_Escape);
     QCOMPARE(eventsSince(from), QStringList({"key_down:Escape", "key_up:Escape"}));
 
@@ -219,7 +240,7 @@ void TestTavroVideoKeyboard::escapeInFullScreen()
     const QString port = link->portName();
     const int baud = link->baudRate();
     m_view->closeSerialPort();
-    from = box().events().size();
+    from = quietEventCount();
     QTest::ignoreMessage(QtDebugMsg, "  ESC in fullscreen: Passing to base class.");
     QTest::keyClick(m_view, Qt::Key_Escape);
     QVERIFY(eventsSince(from).isEmpty());
@@ -229,7 +250,7 @@ void TestTavroVideoKeyboard::escapeInFullScreen()
 
 void TestTavroVideoKeyboard::ctrlAltDelArrivesAsTheSixSteps()
 {
-    const int from = box().events().size();
+    const int from = quietEventCount();
     QElapsedTimer clock;
     clock.start();
     m_view->handleKeyboardInput(QStringLiteral("ctrl+alt+del"));
@@ -259,7 +280,7 @@ void TestTavroVideoKeyboard::namedKeysReachTheTarget()
 {
     QFETCH(QString, name);
     QFETCH(QStringList, events);
-    const int from = box().events().size();
+    const int from = quietEventCount();
     m_view->handleKeyboardInput(name);
     QCOMPARE(eventsSince(from), events);
 }
@@ -267,7 +288,7 @@ void TestTavroVideoKeyboard::namedKeysReachTheTarget()
 void TestTavroVideoKeyboard::pasteTypesTheClipboard()
 {
     QGuiApplication::clipboard()->setText(QStringLiteral("a\tB1€x-y"));
-    const int from = box().events().size();
+    const int from = quietEventCount();
     m_view->pasteTextAsKeyEvents();
     const QStringList events = eventsSince(from);
     QVERIFY(events.size() > 3);
@@ -296,6 +317,125 @@ void TestTavroVideoKeyboard::pasteLogsAPreview()
     QGuiApplication::clipboard()->clear();
     QTest::ignoreMessage(QtDebugMsg, "[key_pass] 剪贴板为空，跳过粘贴");
     m_view->pasteTextAsKeyEvents();
+}
+
+namespace {
+
+// Counts the log lines that contain a text while it lives; every line still reaches the test log.
+class LogCounter
+{
+public:
+    explicit LogCounter(const char *text)
+    {
+        s_text = text;
+        s_count = 0;
+        s_previous = qInstallMessageHandler(&LogCounter::handle);
+    }
+    ~LogCounter() { qInstallMessageHandler(s_previous); }
+    int count() const { return s_count; }
+
+private:
+    static void handle(QtMsgType type, const QMessageLogContext &context, const QString &message)
+    {
+        if (message.contains(QString::fromUtf8(s_text)))
+            ++s_count;
+        s_previous(type, context, message);
+    }
+    static inline const char *s_text = nullptr;
+    static inline int s_count = 0;
+    static inline QtMessageHandler s_previous = nullptr;
+};
+
+constexpr const char *kHookStartLine = "[底层键盘钩子] 正在启动系统级键盘钩子...";
+
+} // namespace
+
+void TestTavroVideoKeyboard::tabReachesTheTargetNotTheFocusChain()
+{
+    // Another focusable widget in the window: Tab would move the focus to it.
+    auto *other = new QLineEdit(m_console.window());
+    other->show();
+    const int from = quietEventCount();
+    QTest::keyClick(m_view, Qt::Key_Tab);
+    QTest::keyClick(m_view, Qt::Key_Backtab, Qt::ShiftModifier);
+    QVERIFY(m_view->hasFocus());
+    // Shift+Tab arrives as the Shift key around a Tab.
+    QCOMPARE(eventsSince(from), QStringList({"key_down:Tab", "key_up:Tab", "key_down:LeftShift",
+                                             "key_down:Tab", "key_up:Tab", "key_up:LeftShift"}));
+    delete other;
+}
+
+void TestTavroVideoKeyboard::hookFollowsFocusAndLayout()
+{
+    QVERIFY(m_view->isKeyboardHookActive());
+    QCOMPARE(keyboardHookOwner(), m_view);
+    // Switching to the preview grid: the flag clears at once.
+    m_view->stopKeyboardHookForLayoutSwitch();
+    QVERIFY(!m_view->isKeyboardHookActive());
+
+    QFocusEvent in(QEvent::FocusIn, Qt::ActiveWindowFocusReason);
+    QApplication::sendEvent(m_view, &in);
+    QVERIFY(m_view->isKeyboardHookActive());
+    QFocusEvent out(QEvent::FocusOut, Qt::ActiveWindowFocusReason);
+    QApplication::sendEvent(m_view, &out);
+    QVERIFY(!m_view->isKeyboardHookActive());
+    {
+        LogCounter starts(kHookStartLine);
+        QApplication::sendEvent(m_view, &in);
+        QApplication::sendEvent(m_view, &in); // a second focus does not start a second hook
+        QCOMPARE(starts.count(), 1);
+    }
+    QVERIFY(m_view->isKeyboardHookActive());
+}
+
+void TestTavroVideoKeyboard::hookForwardsWhatTheTableSays()
+{
+    QCOMPARE(keyboardHookOwner(), m_view);
+    const int from = quietEventCount();
+    // Control+Space: the Space goes to the target, the desktop never sees it.
+    QVERIFY(keyboardEventCallback(HookEventType::KeyDown, kHookKeySpace, kHookFlagControl));
+    QVERIFY(keyboardEventCallback(HookEventType::KeyUp, kHookKeySpace, kHookFlagControl));
+    // Command+Space: swallowed, nothing sent.
+    QVERIFY(keyboardEventCallback(HookEventType::KeyDown, kHookKeySpace, kHookFlagCommand));
+    // Plain Tab in front.
+    QVERIFY(keyboardEventCallback(HookEventType::KeyDown, kHookKeyTab, 0));
+    QVERIFY(keyboardEventCallback(HookEventType::KeyUp, kHookKeyTab, 0));
+    // Modifier changes and other keys pass.
+    QVERIFY(!keyboardEventCallback(HookEventType::FlagsChanged, 0, kHookFlagControl));
+    QVERIFY(!keyboardEventCallback(HookEventType::KeyDown, 0, 0));
+    QCOMPARE(eventsSince(from),
+             QStringList({"key_down:Space", "key_up:Space", "key_down:Tab", "key_up:Tab"}));
+}
+
+void TestTavroVideoKeyboard::applicationReturningRestoresTheHookOnce()
+{
+    LogCounter starts(kHookStartLine);
+    emit qApp->applicationStateChanged(Qt::ApplicationInactive);
+    QVERIFY(!m_view->isKeyboardHookActive());
+    emit qApp->applicationStateChanged(Qt::ApplicationActive);
+    QVERIFY(!m_view->isKeyboardHookActive()); // the camera permission dialog goes first
+    QTRY_VERIFY(m_view->isKeyboardHookActive());
+    QCOMPARE(starts.count(), 1);
+
+    // Focus within the delay starts it at once; the delayed restart then does nothing.
+    emit qApp->applicationStateChanged(Qt::ApplicationInactive);
+    emit qApp->applicationStateChanged(Qt::ApplicationActive);
+    QFocusEvent in(QEvent::FocusIn, Qt::ActiveWindowFocusReason);
+    QApplication::sendEvent(m_view, &in);
+    QVERIFY(m_view->isKeyboardHookActive());
+    QTest::qWait(700);
+    QCOMPARE(starts.count(), 2);
+}
+
+void TestTavroVideoKeyboard::minimisingStopsTheHook()
+{
+    QVERIFY(m_view->isKeyboardHookActive());
+    QTest::ignoreMessage(QtDebugMsg, "[TavroVideo::changeEvent] 最小化时停止键盘钩子");
+    m_console.window()->setWindowState(Qt::WindowMinimized);
+    QVERIFY(!m_view->isKeyboardHookActive());
+    QTest::ignoreMessage(QtDebugMsg, "[TavroVideo::changeEvent] 从最小化恢复时启动键盘钩子");
+    m_console.window()->setWindowState(Qt::WindowNoState);
+    QVERIFY(m_view->isKeyboardHookActive());
 }
 
 int main(int argc, char **argv)
