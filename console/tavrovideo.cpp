@@ -13,6 +13,7 @@
 #include <QWindowStateChangeEvent>
 
 #include "app/hardwareacceleration.h"
+#include "console/input/newsoftkeyboard.h"
 #include "console/input/systemkeyboardhook.h"
 #include "db/dbmanager.h"
 #include "ui/stylesheet.h"
@@ -209,7 +210,19 @@ void TavroVideo::changeEvent(QEvent *event)
     QWidget::changeEvent(event);
 }
 
-// Popup windows (soft keyboard, serial panel, parameters) join the view later.
-void TavroVideo::closePopupWindows() {}
+// Popup windows: the soft keyboard now; the serial panel and the parameters join it later.
+void TavroVideo::closePopupWindows()
+{
+    if (m_newSoftKeyboard)
+        m_newSoftKeyboard->hide();
+}
 
-void TavroVideo::cleanupPopupWindows() {}
+void TavroVideo::cleanupPopupWindows()
+{
+    if (!m_newSoftKeyboard)
+        return;
+    m_newSoftKeyboard->disconnect(this);
+    m_newSoftKeyboard->hide();
+    m_newSoftKeyboard->deleteLater();
+    m_newSoftKeyboard = nullptr;
+}

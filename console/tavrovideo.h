@@ -13,6 +13,7 @@
 #include <QWidget>
 
 #include "console/input/bordercheck.h"
+#include "console/input/newsoftkeyboard.h"
 #include <atomic>
 #include <functional>
 #include <memory>
@@ -91,6 +92,12 @@ public:
 
     // Key sequences and paste.
     void pasteTextAsKeyEvents();
+
+    // Soft keyboard.
+    void onBtnKeyboardClicked();
+    void toggleKeyboard();
+    void showNewSoftKeyboard();
+    NewSoftKeyboard *softKeyboard() const { return m_newSoftKeyboard; }
 
     // Mouse to the target.
     bool convertMousePositionToVideoCoordinates(const QPoint &pos, int &x, int &y, int &width,
@@ -216,6 +223,8 @@ private:
 
     // tavrovideo_keysequences.cpp
     void pasteFromShortcut();
+    void placeSoftKeyboard();
+    void followWithSoftKeyboard();
 
     // tavrovideo_mouse.cpp
     void createMouseTimers();
@@ -272,6 +281,7 @@ private:
     bool m_keyboardHookActive = false;
     bool m_permissionDialogShowing = false;
     QList<int> m_heldKeys; // pressed on the target by this view, in order
+    QPointer<NewSoftKeyboard> m_newSoftKeyboard;
     QMediaDevices *m_mediaDevices = nullptr;
     QTimer *m_videoInputsDebounceTimer = nullptr;
     QTimer *m_memoryMonitorTimer = nullptr;

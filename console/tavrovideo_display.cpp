@@ -324,6 +324,7 @@ void TavroVideo::paintEvent(QPaintEvent *)
 void TavroVideo::resizeEvent(QResizeEvent *event)
 {
     invalidateActualVideoDisplayRect();
+    followWithSoftKeyboard();
     if (m_glSurface)
         m_glSurface->setGeometry(rect());
     QWidget::resizeEvent(event);

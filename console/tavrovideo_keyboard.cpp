@@ -200,6 +200,7 @@ bool TavroVideo::eventFilter(QObject *watched, QEvent *event)
         } else if (event->type() == QEvent::ActivationChange && topLevel != this) {
             onWindowActivationChanged(topLevel->isActiveWindow());
         } else if (event->type() == QEvent::Move || event->type() == QEvent::Resize) {
+            followWithSoftKeyboard();
             qDebug() << "[TavroVideo::eventFilter] Window event:" << event->type()
                      << "- handled by direct events";
         }

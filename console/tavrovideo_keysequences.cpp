@@ -7,7 +7,9 @@
 #include <QThread>
 
 #include "console/input/keysequences.h"
+#include "console/input/newsoftkeyboard.h"
 #include "console/tavrovideo.h"
+#include "platform/floatingpanels.h"
 
 void TavroVideo::handleKeyboardInput(const QString &key)
 {
@@ -72,4 +74,89 @@ void TavroVideo::pasteFromShortcut()
     // Alt went to the target with the shortcut; the paste itself lets go of Control.
     sendKeyValue(Qt::Key_Alt, 1);
     pasteTextAsKeyEvents();
+}
+
+// ---- Soft keyboard ---------------------------------------------------------------------------
+
+void TavroVideo::onBtnKeyboardClicked()
+{
+    if (!m_newSoftKeyboard) {
+        m_newSoftKeyboard = new NewSoftKeyboard(this);
+        m_newSoftKeyboard->setObjectName(QStringLiteral("newSoftKeyboard"));
+        m_newSoftKeyboard->setWindowFlags(Qt::Tool | Qt::FramelessWindowHint |
+                                          Qt::WindowStaysOnTopHint | floatingPanelExtraFlags());
+        m_newSoftKeyboard->setAttribute(Qt::WA_TranslucentBackground);
+        m_newSoftKeyboard->setAttribute(Qt::WA_ShowWithoutActivating);
+        disconnect(m_newSoftKeyboard, &NewSoftKeyboard::hidden, this, nullptr);
+        connect(m_newSoftKeyboard, &NewSoftKeyboard::hidden, this,
+                [] { qDebug() << "[onBtnKeyboardClicked] 软键盘已隐藏"; });
+        disconnect(m_newSoftKeyboard, &NewSoftKeyboard::keyPressed, this,
+                   &TavroVideo::handleKeyboardInput);
+        connect(m_newSoftKeyboard, &NewSoftKeyboard::keyPressed, this,
+                &TavroVideo::handleKeyboardInput);
+    }
+    if (m_newSoftKeyboard->isVisible()) {
+        qDebug() << "[onBtnKeyboardClicked] 隐藏软键盘窗口";
+        m_newSoftKeyboard->hide();
+    } else {
+        qDebug() << "[onBtnKeyboardClicked] 显示软键盘窗口";
+        showNewSoftKeyboard();
+    }
+}
+
+void TavroVideo::toggleKeyboard()
+{
+    onBtnKeyboardClicked();
+}
+
+void TavroVideo::showNewSoftKeyboard()
+{
+    if (!m_newSoftKeyboard)
+        return;
+    if (QWidget *parent = m_newSoftKeyboard->parentWidget()) {
+        qDebug().noquote() << "[showNewSoftKeyboard] 重置为独立窗口（从父窗口:"
+                           << parent->objectName() << "）";
+        // A stand-alone tool window stays visible when the console's window is not active.
+        m_newSoftKeyboard->hide();
+        m_newSoftKeyboard->setParent(nullptr);
+        Qt::WindowFlags flags = Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
+                                floatingPanelExtraFlags();
+        if (m_isFullScreen)
+            flags |= Qt::NoDropShadowWindowHint;
+        m_newSoftKeyboard->setWindowFlags(flags);
+        m_newSoftKeyboard->setAttribute(Qt::WA_TranslucentBackground);
+        m_newSoftKeyboard->setAttribute(Qt::WA_ShowWithoutActivating);
+        m_newSoftKeyboard->setWindowOpacity(1.0);
+        if (m_isFullScreen) {
+            m_newSoftKeyboard->setAttribute(Qt::WA_MacAlwaysShowToolWindow);
+            qDebug() << "[showNewSoftKeyboard] 全屏模式下使用增强的窗口标志和macOS特有属性";
+        }
+    }
+    m_newSoftKeyboard->show();
+    m_newSoftKeyboard->raise();
+    if (floatingPanelsAreActivated())
+        m_newSoftKeyboard->activateWindow();
+    placeSoftKeyboard();
+    if (m_isFullScreen)
+        qDebug() << "[showNewSoftKeyboard] 全屏模式下显示软键盘，使用 "
+                    "Qt::WA_MacAlwaysShowToolWindow 确保可见性";
+}
+
+void TavroVideo::placeSoftKeyboard()
+{
+    const QPoint centre = mapToGlobal(QPoint(rect().width() / 2, rect().height() / 2));
+    // The video toolbar joins the view later; until then the keyboard sits below the centre.
+    const int y = centre.y() + 50;
+    qDebug() << "[showNewSoftKeyboard] flowPanel不可见，使用TavroVideo中心向下偏移，Y坐标:" << y;
+    const QPoint position(centre.x() - m_newSoftKeyboard->width() / 2, y);
+    m_newSoftKeyboard->move(position);
+    qDebug() << "[showNewSoftKeyboard] 窗口已定位，X居中Y在flowPanel下方，位置:" << position;
+    qDebug() << "  TavroVideo 中心点:" << centre;
+    qDebug() << "  newSoftKeyboard 尺寸:" << m_newSoftKeyboard->size();
+}
+
+void TavroVideo::followWithSoftKeyboard()
+{
+    if (m_newSoftKeyboard && m_newSoftKeyboard->isVisible())
+        placeSoftKeyboard();
 }

@@ -5,6 +5,7 @@
 #include <QClipboard>
 #include <QElapsedTimer>
 #include <QLineEdit>
+#include <QPushButton>
 #include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTest>
@@ -51,6 +52,7 @@ private slots:
     void focusLossReleasesHeldKeys();
     void escapeInFullScreen();
     void ctrlAltDelArrivesAsTheSixSteps();
+    void softKeyboardTypesOnTheTarget();
     void namedKeysReachTheTarget_data();
     void namedKeysReachTheTarget();
     void pasteTypesTheClipboard();
@@ -64,6 +66,16 @@ private slots:
 
 private:
     BoxSimProcess &box() { return m_console.box(); }
+    // The offscreen platform activates every window it shows, whatever its flags (an X11 window
+    // manager leaves a window that takes no focus alone): gives the console its focus back.
+    bool refocusConsole()
+    {
+        m_console.window()->activateWindow();
+        if (!QTest::qWaitForWindowActive(m_console.window()))
+            return false;
+        m_view->setFocus();
+        return QTest::qWaitFor([this] { return m_view->isAppReallyInForeground(); });
+    }
     // The number of box events once the box has gone quiet: what earlier cases sent is counted.
     int quietEventCount();
     // The box's key events from index `from` on, as "key_down:K" texts.
@@ -258,6 +270,44 @@ void TestTavroVideoKeyboard::ctrlAltDelArrivesAsTheSixSteps()
     QCOMPARE(eventsSince(from),
              QStringList({"key_down:LeftControl", "key_down:LeftAlt", "key_down:Delete",
                           "key_up:Delete", "key_up:LeftAlt", "key_up:LeftControl"}));
+}
+
+void TestTavroVideoKeyboard::softKeyboardTypesOnTheTarget()
+{
+    m_view->toggleKeyboard();
+    NewSoftKeyboard *keyboard = m_view->softKeyboard();
+    QVERIFY(keyboard);
+    QVERIFY(keyboard->isVisible());
+    QVERIFY(!keyboard->parentWidget()); // a stand-alone tool window once shown
+    QVERIFY(keyboard->windowFlags() & Qt::WindowDoesNotAcceptFocus);
+    QVERIFY(refocusConsole());
+    auto key = [keyboard](const QString &text) {
+        for (QPushButton *button : keyboard->findChildren<QPushButton *>()) {
+            if (button->text() == text)
+                return button;
+        }
+        return static_cast<QPushButton *>(nullptr);
+    };
+
+    int from = quietEventCount();
+    QTest::mouseClick(key("CTRL+ALT+DEL"), Qt::LeftButton);
+    QCOMPARE(eventsSince(from),
+             QStringList({"key_down:LeftControl", "key_down:LeftAlt", "key_down:Delete",
+                          "key_up:Delete", "key_up:LeftAlt", "key_up:LeftControl"}));
+    from = quietEventCount();
+    QTest::mouseClick(key("F5"), Qt::LeftButton);
+    QTest::mouseClick(key(QString(QChar(0x2190))), Qt::LeftButton);
+    QTest::mouseClick(key("Enter"), Qt::LeftButton);
+    QCOMPARE(eventsSince(from), QStringList({"key_down:F5", "key_up:F5", "key_down:Left",
+                                             "key_up:Left", "key_down:Enter", "key_up:Enter"}));
+
+    m_view->toggleKeyboard();
+    QVERIFY(!keyboard->isVisible());
+    m_view->toggleKeyboard();
+    QCOMPARE(m_view->softKeyboard(), keyboard); // the same instance
+    QVERIFY(keyboard->isVisible());
+    m_view->toggleKeyboard();
+    QVERIFY(refocusConsole());
 }
 
 void TestTavroVideoKeyboard::namedKeysReachTheTarget_data()

@@ -1,0 +1,11 @@
+#include "platform/floatingpanels.h"
+
+Qt::WindowFlags floatingPanelExtraFlags()
+{
+    return {};
+}
+
+bool floatingPanelsAreActivated()
+{
+    return true;
+}
