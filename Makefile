@@ -31,6 +31,7 @@ test: build
 bench: build
 	$(BUILD_DIR)/bin/tavrokvm-bench
 	QT_QPA_PLATFORM=offscreen $(BUILD_DIR)/bin/tavrokvm-bench-frames
+	QT_QPA_PLATFORM=offscreen $(BUILD_DIR)/bin/tavrokvm-bench-input
 
 clean:
 	rm -rf $(BUILD_DIR)
