@@ -13,6 +13,7 @@
 #include <QWidget>
 
 #include "console/input/bordercheck.h"
+#include "console/input/mouserules.h"
 #include "console/input/newsoftkeyboard.h"
 #include <atomic>
 #include <functional>
@@ -229,6 +230,7 @@ private:
     // tavrovideo_mouse.cpp
     void createMouseTimers();
     void flushPendingMouseMove();
+    bool mapEventToTarget(const QPointF &position, TargetPoint &point);
     bool canSendMouse() const;
     void updateWatermark();
 

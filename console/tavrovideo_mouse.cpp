@@ -21,6 +21,11 @@ constexpr QPoint kNoMousePos{-1, -1};
 
 int pressDebugCounter = 0;
 
+bool insideTarget(const TargetPoint &p)
+{
+    return p.x >= 0 && p.x < p.width && p.y >= 0 && p.y < p.height;
+}
+
 } // namespace
 
 void TavroVideo::createMouseTimers()
@@ -39,14 +44,20 @@ bool TavroVideo::convertMousePositionToVideoCoordinates(const QPoint &pos, int &
                                                         int &width, int &height)
 {
     TargetPoint point;
-    if (!mapWidgetToTarget(pos, getActualVideoDisplayRect(), m_negotiatedResolution,
-                           m_blackBorderInfo, point))
+    if (!mapEventToTarget(pos, point))
         return false;
     x = point.x;
     y = point.y;
     width = point.width;
     height = point.height;
     return true;
+}
+
+bool TavroVideo::mapEventToTarget(const QPointF &position, TargetPoint &point)
+{
+    // Widget positions are rounded half away from zero.
+    return mapWidgetToTarget(position.toPoint(), getActualVideoDisplayRect(),
+                             m_negotiatedResolution, m_blackBorderInfo, point);
 }
 
 bool TavroVideo::canSendMouse() const
@@ -86,8 +97,8 @@ void TavroVideo::mousePressEvent(QMouseEvent *event)
         QWidget::mousePressEvent(event);
         return;
     }
-    int x = 0, y = 0, width = 0, height = 0;
-    if (!convertMousePositionToVideoCoordinates(event->position().toPoint(), x, y, width, height)) {
+    TargetPoint p;
+    if (!mapEventToTarget(event->position(), p)) {
         QWidget::mousePressEvent(event);
         return;
     }
@@ -98,7 +109,7 @@ void TavroVideo::mousePressEvent(QMouseEvent *event)
         qDebug() << "[MousePress Debug] Res:" << res.width() << "x" << res.height()
                  << "| Border T:" << m_blackBorderInfo.top << "L:" << m_blackBorderInfo.left
                  << "B:" << m_blackBorderInfo.bottom << "R:" << m_blackBorderInfo.right
-                 << "| Calc:" << width << "x" << height << "| Relative:" << x << "," << y;
+                 << "| Calc:" << p.width << "x" << p.height << "| Relative:" << p.x << "," << p.y;
         pressDebugCounter = 0;
     }
     // The press must not overtake the move that led to it.
@@ -108,18 +119,18 @@ void TavroVideo::mousePressEvent(QMouseEvent *event)
             flushPendingMouseMove();
     }
     const Qt::MouseButton button = event->button();
-    if (x < 0 || x >= width || y < 0 || y >= height || getCurrentDeviceDid().isEmpty()) {
+    if (!insideTarget(p) || getCurrentDeviceDid().isEmpty()) {
         qDebug().noquote() << QStringLiteral(
                                   "[鼠标坐标] 坐标超出有效区域: (%1,%2) 有效区域: %3x%4，按键: %5")
-                                  .arg(x)
-                                  .arg(y)
-                                  .arg(width)
-                                  .arg(height)
+                                  .arg(p.x)
+                                  .arg(p.y)
+                                  .arg(p.width)
+                                  .arg(p.height)
                                   .arg(mouseButtonNameForLog(button));
     } else if (isLinkOpen(currentLink())) {
-        sendMouseCoordinates(x, y, pressReportButtons(button, event->buttons()), 0);
+        sendMouseCoordinates(p.x, p.y, pressReportButtons(button, event->buttons()), 0);
     }
-    m_lastMousePos = QPoint(x, y);
+    m_lastMousePos = QPoint(p.x, p.y);
     updateWatermark();
     QWidget::mousePressEvent(event);
 }
@@ -131,27 +142,25 @@ void TavroVideo::mouseReleaseEvent(QMouseEvent *event)
         QWidget::mouseReleaseEvent(event);
         return;
     }
-    int x = 0, y = 0, width = 0, height = 0;
-    if (!convertMousePositionToVideoCoordinates(event->position().toPoint(), x, y, width, height)) {
+    TargetPoint p;
+    if (!mapEventToTarget(event->position(), p)) {
         QWidget::mouseReleaseEvent(event);
         return;
     }
-    if (x >= 0 && x < width && y >= 0 && y < height && canSendMouse())
-        sendMouseCoordinates(x, y, releaseReportButtons(event->button(), event->buttons()), 0);
-    m_lastMousePos = QPoint(x, y);
+    if (insideTarget(p) && canSendMouse())
+        sendMouseCoordinates(p.x, p.y, releaseReportButtons(event->button(), event->buttons()), 0);
+    m_lastMousePos = QPoint(p.x, p.y);
     QWidget::mouseReleaseEvent(event);
 }
 
 void TavroVideo::mouseMoveEvent(QMouseEvent *event)
 {
-    int x = 0, y = 0, width = 0, height = 0;
-    if (isAppReallyInForeground() &&
-        convertMousePositionToVideoCoordinates(event->position().toPoint(), x, y, width, height) &&
-        x >= 0 && x < width && y >= 0 && y < height) {
-        m_lastMousePos = QPoint(x, y);
+    TargetPoint p;
+    if (isAppReallyInForeground() && mapEventToTarget(event->position(), p) && insideTarget(p)) {
+        m_lastMousePos = QPoint(p.x, p.y);
         if (!m_mouseStatusTimer->isActive())
             m_mouseStatusTimer->start();
-        m_pendingMousePos = QPoint(x, y);
+        m_pendingMousePos = QPoint(p.x, p.y);
         m_pendingMouseButtons = heldReportButtons(event->buttons());
         if (!m_mouseThrottleTimer->isActive())
             m_mouseThrottleTimer->start(m_mouseThrottleIntervalMs);
@@ -166,12 +175,11 @@ void TavroVideo::wheelEvent(QWheelEvent *event)
         QWidget::wheelEvent(event);
         return;
     }
-    int x = 0, y = 0, width = 0, height = 0;
-    if (convertMousePositionToVideoCoordinates(event->position().toPoint(), x, y, width, height) &&
-        x >= 0 && x < width && y >= 0 && y < height && canSendMouse()) {
+    TargetPoint p;
+    if (mapEventToTarget(event->position(), p) && insideTarget(p) && canSendMouse()) {
         const qint8 wheel = wheelReportValue(event->angleDelta().y(), m_wheelStep);
         if (wheel != 0)
-            sendMouseCoordinates(x, y, heldReportButtons(event->buttons()), quint8(wheel));
+            sendMouseCoordinates(p.x, p.y, heldReportButtons(event->buttons()), quint8(wheel));
     }
     QWidget::wheelEvent(event);
 }
