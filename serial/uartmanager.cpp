@@ -54,7 +54,11 @@ void UartManager::removeDeviceUartManager(const QString &did)
     DeviceUartManager *link = m_devices.take(did);
     if (!link)
         return;
-    delete link;
+    // The call may come from one of the link's own signals, with its handler still on the
+    // stack: let go of the port now, so that a new link for the box can open it, and delete the
+    // object once control is back in the event loop.
+    link->forceCloseSerialPort();
+    link->deleteLater();
     qDebug().noquote() << "[UartManager] 移除设备UART管理器，设备ID:" << did;
 }
 

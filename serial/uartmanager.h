@@ -22,6 +22,9 @@ public:
     // The box's link, created (with its stored settings loaded, not opened) on first request.
     // Never null; callers never pass an empty DID.
     DeviceUartManager *getDeviceUartManager(const QString &did);
+    // Forgets the box's link and closes its port at once; the object itself is deleted from
+    // the event loop, so this may be called from the link's own signals. A later request for
+    // the DID gets a new link.
     void removeDeviceUartManager(const QString &did);
 
     // Fills the list of ports taken at start-up (synchronous; a late result is discarded).

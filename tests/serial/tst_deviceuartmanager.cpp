@@ -1,6 +1,7 @@
 #include <QElapsedTimer>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QPointer>
 #include <QProcess>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -57,6 +58,7 @@ private slots:
     void garbageFromTheBoxLosesNoReply();
     void hangUpForceClosesAndReopensWhenBack();
     void settingsAreSavedAndLoaded();
+    void removalFromTheLinksOwnSignalIsDeferred();
     void updateWithStoredSettingsOnClosedPortDoesNothing();
     void infoRoundTrip();
 
@@ -357,6 +359,36 @@ void TestDeviceUartManager::settingsAreSavedAndLoaded()
     QCOMPARE(reloaded->portName(), m_link);
     QCOMPARE(reloaded->baudRate(), 2000000);
     QCOMPARE(reloaded->serialPort(), nullptr); // loading never opens
+}
+
+void TestDeviceUartManager::removalFromTheLinksOwnSignalIsDeferred()
+{
+    DeviceUartManager *link = freshLink();
+    const QString did = link->deviceId();
+    QPointer<DeviceUartManager> dying(link);
+    DeviceUartManager *fresh = nullptr;
+    bool aliveAfterRemoval = false;
+    bool portClosedAtRemoval = false;
+    // A slot of the link's own signal removes it; the link's handler then resumes on it.
+    connect(link, &DeviceUartManager::deviceInfoPayloadReceived, this, [&] {
+        UartManager::instance()->removeDeviceUartManager(did);
+        aliveAfterRemoval = !dying.isNull();
+        portClosedAtRemoval = dying && dying->serialPort() == nullptr;
+        fresh = UartManager::instance()->getDeviceUartManager(did);
+    });
+    QVERIFY(link->openSerialPort(m_link, 2000000));
+    QTRY_VERIFY_WITH_TIMEOUT(fresh != nullptr, kWaitMs);
+    QVERIFY(aliveAfterRemoval);
+    QVERIFY(portClosedAtRemoval);
+    QVERIFY(fresh != dying.data()); // a new link, not the one being removed
+    QTRY_VERIFY_WITH_TIMEOUT(dying.isNull(), kWaitMs);
+    QCOMPARE(UartManager::instance()->getDeviceUartManager(did), fresh);
+
+    // The dying link let go of the port: the new one opens it and talks to the box.
+    QSignalSpy info(fresh, &DeviceUartManager::deviceInfoPayloadReceived);
+    QVERIFY(fresh->openSerialPort(m_link, 2000000));
+    QVERIFY(info.wait(kWaitMs));
+    fresh->forceCloseSerialPort();
 }
 
 void TestDeviceUartManager::updateWithStoredSettingsOnClosedPortDoesNothing()
