@@ -100,6 +100,12 @@ QByteArray TkProtocol::createAtxPowerPacket(quint8 action, quint32 seq)
 
 bool TkProtocol::tryConsumeOnePacket(QByteArray &buffer, TkPacket &packet)
 {
+    return tryConsumeOnePacket(buffer, packet, MaxPayloadLength);
+}
+
+bool TkProtocol::tryConsumeOnePacket(QByteArray &buffer, TkPacket &packet, quint32 maxPayloadLength)
+{
+    maxPayloadLength = qMin(maxPayloadLength, MaxPayloadLength);
     const qsizetype size = buffer.size();
     if (size < HeaderSize)
         return false;
@@ -124,7 +130,7 @@ bool TkProtocol::tryConsumeOnePacket(QByteArray &buffer, TkPacket &packet)
             continue;
         }
         n = qFromLittleEndian<quint32>(data + start + kOffPayloadLength);
-        if (n > MaxPayloadLength) {
+        if (n > maxPayloadLength) {
             ++start;
             continue;
         }

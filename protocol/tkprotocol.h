@@ -58,6 +58,9 @@ public:
     // loses its first byte and the search goes on. Skipping costs one pass over the bytes
     // skipped; each candidate costs one pass over its announced length.
     static bool tryConsumeOnePacket(QByteArray &buffer, TkPacket &packet);
+    // The same with a smaller limit than MaxPayloadLength for the announced payload length: a
+    // reader that bounds its buffer skips headers whose packet could never fit in it.
+    static bool tryConsumeOnePacket(QByteArray &buffer, TkPacket &packet, quint32 maxPayloadLength);
 
     // Human-readable text of an information record: lines joined by '\n', no trailing line
     // feed; "(无数据)" for an empty record. Any byte sequence yields a text.

@@ -16,6 +16,12 @@ namespace {
 constexpr qint64 kSlowOpenMs = 2000;
 constexpr int kInfoRequestDelayMs = 100;
 constexpr qint64 kReadBufferSize = 4096;
+// Bound of the receive buffer. The longest reply is the information record, 134 bytes (155 as
+// a packet); 1024 payload bytes leave room for longer records of later firmware and match what
+// the box itself accepts in a vendor packet. A header announcing more cannot start a reply:
+// it is skipped at once instead of holding back every reply behind it until that many bytes
+// arrive, so after parsing the buffer never holds more than one packet of this size.
+constexpr quint32 kMaxReplyPayload = 1024;
 
 // Clears a flag on every exit path of the open.
 struct FlagGuard
@@ -158,6 +164,8 @@ bool DeviceUartManager::openWithLineSettings(const QString &portName, int baudRa
                        << "设备ID:" << m_deviceId;
     m_portName = portName;
     m_baudRate = baudRate;
+    // Bytes of an earlier session (a reply cut by a hang-up) would prefix this one's stream.
+    m_receiveBuffer.clear();
     sendHelloMessage();
     updateStatus(true, QStringLiteral("串口%1已连接").arg(portName));
     QTimer::singleShot(kInfoRequestDelayMs, this, &DeviceUartManager::sendDeviceInfoRequest);
@@ -317,7 +325,7 @@ void DeviceUartManager::handleSerialDataReceived()
     m_receiveBuffer.append(bytes);
 
     TkPacket packet;
-    while (TkProtocol::tryConsumeOnePacket(m_receiveBuffer, packet)) {
+    while (TkProtocol::tryConsumeOnePacket(m_receiveBuffer, packet, kMaxReplyPayload)) {
         if (packet.channel != 1)
             continue;
         if (packet.command == TkProtocol::ReplyGeneral) {

@@ -700,12 +700,14 @@ void TestBoxSimDecoder::options_data()
     QTest::addColumn<QStringList>("arguments");
     QTest::addColumn<bool>("valid");
     QTest::addColumn<QStringList>("lines"); // in the text of the record the box sends
+    QTest::addColumn<int>("recordSize");
 
     const QString serial =
         QString::fromLatin1(QByteArray("TK0000000001").leftJustified(16, '\0').toHex());
     QTest::newRow("defaults") << QStringList{"--link", "l"} << true
                               << QStringList{"序列号(hex): " + serial, "MCU温度: 42.0°C",
-                                             "U盘方向: Target/目标机 (1)", "鼠标微动: 禁用 (0)"};
+                                             "U盘方向: Target/目标机 (1)", "鼠标微动: 禁用 (0)"}
+                              << 134;
     QTest::newRow("values") << QStringList{"--link",
                                            "l",
                                            "--temperature",
@@ -726,19 +728,30 @@ void TestBoxSimDecoder::options_data()
                                            "鼠标微动: 启用 (1)",
                                            "固件版本: 1.2.15 (原始值: 1215)",
                                            "编译时间: 2025-01-02 03:04",
-                                           "CRC=0xdeadbeef"};
+                                           "CRC=0xdeadbeef"}
+                            << 134;
+    // A longer record keeps its fields where they are; the rest is zero.
+    QTest::newRow("record of 600 bytes")
+        << QStringList{"--link", "l", "--record-size", "600", "--udisk-dir", "2"} << true
+        << QStringList{"U盘方向: Host/主机 (2)", "原始数据长度: 600 字节"} << 600;
+    QTest::newRow("record of 4096 bytes")
+        << QStringList{"--link", "l", "--record-size", "4096"} << true << QStringList() << 4096;
     const QStringList none;
-    QTest::newRow("no link") << QStringList{"--serial", "X"} << false << none;
+    QTest::newRow("no link") << QStringList{"--serial", "X"} << false << none << 0;
     QTest::newRow("direction above a byte")
-        << QStringList{"--link", "l", "--udisk-dir", "256"} << false << none;
+        << QStringList{"--link", "l", "--udisk-dir", "256"} << false << none << 0;
     QTest::newRow("auto-move 2") << QStringList{"--link", "l", "--mouse-auto-move", "2"} << false
-                                 << none;
+                                 << none << 0;
     QTest::newRow("serial of 17 bytes")
-        << QStringList{"--link", "l", "--serial", QString(17, 'S')} << false << none;
+        << QStringList{"--link", "l", "--serial", QString(17, 'S')} << false << none << 0;
     QTest::newRow("negative temperature")
-        << QStringList{"--link", "l", "--temperature", "-1"} << false << none;
+        << QStringList{"--link", "l", "--temperature", "-1"} << false << none << 0;
     QTest::newRow("delay not a number")
-        << QStringList{"--link", "l", "--reply-delay-ms", "soon"} << false << none;
+        << QStringList{"--link", "l", "--reply-delay-ms", "soon"} << false << none << 0;
+    QTest::newRow("record shorter than the fields")
+        << QStringList{"--link", "l", "--record-size", "133"} << false << none << 0;
+    QTest::newRow("record above 4096 bytes")
+        << QStringList{"--link", "l", "--record-size", "4097"} << false << none << 0;
 }
 
 void TestBoxSimDecoder::options()
@@ -746,6 +759,7 @@ void TestBoxSimDecoder::options()
     QFETCH(QStringList, arguments);
     QFETCH(bool, valid);
     QFETCH(QStringList, lines);
+    QFETCH(int, recordSize);
 
     QCommandLineParser parser;
     addBoxOptions(parser);
@@ -757,7 +771,8 @@ void TestBoxSimDecoder::options()
     if (!valid)
         return;
     const QByteArray record = BoxSimulator(options).deviceInfoRecord();
-    QCOMPARE(record.size(), 134);
+    QCOMPARE(record.size(), recordSize);
+    QVERIFY(record.mid(134).count('\0') == record.size() - 134);
     const QStringList text = TkProtocol::formatDeviceInfoPayload(record).split('\n');
     for (const QString &line : lines)
         QVERIFY2(std::any_of(text.begin(), text.end(),

@@ -7,6 +7,7 @@
 #include <QSerialPort>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QtEndian>
 
 #include "protocol/tkprotocol.h"
 #include "tests/support/boxsimprocess.h"
@@ -57,6 +58,7 @@ private slots:
     void informationQuery();
     void keyboardFramesReachTheTarget();
     void hangupAfterBytes();
+    void cutReplyHangsUpAfterThePart();
     void restartDropsAndRestoresTheLine();
     void terminateRemovesTheLink();
 
@@ -177,6 +179,32 @@ void TestBoxSimPty::hangupAfterBytes()
     // The console's side sees the line gone.
     port.waitForReadyRead(200);
     QVERIFY(port.error() != QSerialPort::NoError || port.read(1).isEmpty());
+}
+
+void TestBoxSimPty::cutReplyHangsUpAfterThePart()
+{
+    const QString link = m_dir.filePath(QStringLiteral("tk-cut"));
+    Box box;
+    QVERIFY(box.startReady(link, {"--cut-reply-after-bytes", "40", "--record-size", "600"}));
+    QSerialPort port;
+    QVERIFY2(openPort(port, link), qPrintable(port.errorString()));
+
+    port.write(TkProtocol::createDeviceInfoQueryPacket(0));
+    QVERIFY(port.waitForBytesWritten(kWaitMs));
+    const QJsonObject cut = box.next("reply_cut");
+    QCOMPARE(cut.value("sent").toInt(), 40);
+    QCOMPARE(cut.value("length").toInt(), 621);
+    // The console's side gets exactly the part, a header announcing 600 bytes, then the line goes.
+    const QByteArray part = readAtLeast(port, 40);
+    QCOMPARE(part.size(), 40);
+    QCOMPARE(part.left(3), hex("57AB01"));
+    QCOMPARE(qFromLittleEndian<quint16>(part.constData() + 11), quint16(0x81));
+    QCOMPARE(qFromLittleEndian<quint32>(part.constData() + 13), quint32(600));
+    QVERIFY(!box.next("hangup").isEmpty());
+    QVERIFY(box.process().state() == QProcess::NotRunning ||
+            box.process().waitForFinished(kWaitMs));
+    QCOMPARE(box.process().exitCode(), 0);
+    QVERIFY(!QFileInfo(link).isSymLink());
 }
 
 void TestBoxSimPty::restartDropsAndRestoresTheLine()

@@ -1,6 +1,7 @@
 // Vendor packets: checksum, builders, the stream parser and the information-record cache.
 #include <QRandomGenerator>
 #include <QTest>
+#include <QtEndian>
 
 #include "protocol/tkprotocol.h"
 #include "tests/fuzz/referenceparser.h"
@@ -87,6 +88,8 @@ private slots:
     void oversizedLength_data();
     void oversizedLength();
     void payloadAtLengthBound();
+    void callersLengthLimit_data();
+    void callersLengthLimit();
     void randomStreamRecoversAllPackets();
     void agreesWithStepwiseRules();
     void payloadDecoders_data();
@@ -354,6 +357,39 @@ void TestTkProtocol::payloadAtLengthBound()
     QVERIFY(TkProtocol::tryConsumeOnePacket(buffer, packet));
     QCOMPARE(packet.sequence, 3u);
     QCOMPARE(packet.payload, payload);
+}
+
+void TestTkProtocol::callersLengthLimit_data()
+{
+    QTest::addColumn<quint32>("limit");
+    QTest::addColumn<quint32>("announced");
+    QTest::addColumn<bool>("skipped"); // else the header waits for its bytes
+
+    QTest::newRow("at a 1024 limit") << 1024u << 1024u << false;
+    QTest::newRow("above a 1024 limit") << 1024u << 1025u << true;
+    QTest::newRow("above a 100 limit") << 100u << 101u << true;
+    // A limit above the protocol's own is no limit beyond it.
+    QTest::newRow("above 64 KiB, limit 0xFFFFFFFF") << 0xFFFFFFFFu << 65537u << true;
+}
+
+void TestTkProtocol::callersLengthLimit()
+{
+    QFETCH(quint32, limit);
+    QFETCH(quint32, announced);
+    QFETCH(bool, skipped);
+    QByteArray header = hex("57 AB 01 00000000 06000000 8100 00000000");
+    qToLittleEndian<quint32>(announced, header.data() + 13);
+    // A complete packet follows, so a header that is skipped lets it out at once.
+    QByteArray buffer = header + kAutoMoveOff;
+    TkPacket packet;
+    const bool found = TkProtocol::tryConsumeOnePacket(buffer, packet, limit);
+    QCOMPARE(found, skipped);
+    if (skipped) {
+        QCOMPARE(packet.command, quint16(11));
+        QVERIFY(buffer.isEmpty());
+    } else {
+        QCOMPARE(buffer.size(), header.size() + kAutoMoveOff.size());
+    }
 }
 
 void TestTkProtocol::randomStreamRecoversAllPackets()

@@ -6,6 +6,7 @@
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QtEndian>
 
 #include <algorithm>
 #include <fcntl.h>
@@ -57,6 +58,8 @@ private slots:
     void craftedStreamLosesNoValidReply();
     void garbageFromTheBoxLosesNoReply();
     void hangUpForceClosesAndReopensWhenBack();
+    void replyCutByHangUpLeavesNothingForTheNextSession();
+    void headerAnnouncingMoreThanTheBoundHoldsBackNoReply();
     void settingsAreSavedAndLoaded();
     void removalFromTheLinksOwnSignalIsDeferred();
     void updateWithStoredSettingsOnClosedPortDoesNothing();
@@ -329,6 +332,51 @@ void TestDeviceUartManager::hangUpForceClosesAndReopensWhenBack()
     QVERIFY(link->openSerialPort(m_link, 2000000));
     QVERIFY(info.wait(kWaitMs));
     link->forceCloseSerialPort();
+}
+
+void TestDeviceUartManager::replyCutByHangUpLeavesNothingForTheNextSession()
+{
+    // The box sends 40 bytes of a reply announcing a 600-byte record, then hangs up.
+    m_box.stop();
+    QVERIFY(m_box.startReady(m_link, {"--record-size", "600", "--cut-reply-after-bytes", "40"}));
+    DeviceUartManager *link = freshLink();
+    QSignalSpy info(link, &DeviceUartManager::deviceInfoPayloadReceived);
+    QVERIFY(link->openSerialPort(m_link, 2000000));
+    QVERIFY(!m_box.next("reply_cut").isEmpty());
+    QTRY_VERIFY_WITH_TIMEOUT(link->serialPort() == nullptr, kWaitMs);
+
+    // Back with an ordinary record: its 155-byte reply is whole, not the tail of the cut one.
+    QVERIFY(m_box.startReady(m_link));
+    QVERIFY(link->openSerialPort(m_link, 2000000));
+    QTRY_COMPARE_WITH_TIMEOUT(info.size(), 1, kWaitMs);
+    QCOMPARE(info.first().at(1).toByteArray().size(), 134);
+    link->forceCloseSerialPort();
+}
+
+void TestDeviceUartManager::headerAnnouncingMoreThanTheBoundHoldsBackNoReply()
+{
+    const int master = posix_openpt(O_RDWR | O_NOCTTY);
+    QVERIFY(master >= 0);
+    QVERIFY(grantpt(master) == 0 && unlockpt(master) == 0);
+    const QString slave = QString::fromLocal8Bit(ptsname(master));
+    qputenv("TAVROKVM_EXTRA_SERIAL_PORTS", (m_link + "=TK CDC;" + slave + "=Raw").toUtf8());
+
+    DeviceUartManager *link = freshLink();
+    QSignalSpy replies(link, &DeviceUartManager::deviceGeneralReply);
+    QVERIFY(link->openSerialPort(slave, 2000000));
+
+    // A header that announces 60000 payload bytes (line noise, or a foreign device), then a
+    // reply: the reply must not wait for the 60000 bytes.
+    QByteArray header = TkProtocol::buildPacket(TkProtocol::ReplyDeviceInfo, {}, 0).left(17);
+    qToLittleEndian<quint32>(60000, header.data() + 13);
+    const QByteArray stream = header + TkProtocol::buildPacket(TkProtocol::ReplyGeneral, "\x03", 0);
+    QCOMPARE(::write(master, stream.constData(), size_t(stream.size())), ssize_t(stream.size()));
+    QVERIFY(replies.wait(kWaitMs));
+    QCOMPARE(replies.first().at(1).value<quint8>(), quint8(3));
+
+    link->forceCloseSerialPort();
+    ::close(master);
+    qputenv("TAVROKVM_EXTRA_SERIAL_PORTS", (m_link + "=TK CDC").toUtf8());
 }
 
 void TestDeviceUartManager::settingsAreSavedAndLoaded()

@@ -76,6 +76,10 @@ void addBoxOptions(QCommandLineParser &parser)
         {"corrupt-checksums", "Send every reply packet with a wrong checksum."},
         {"garbage-between", "Send random garbage bytes before and after every reply packet."},
         {"hangup-after-bytes", "Close the line after receiving N bytes, then exit.", "N"},
+        {"cut-reply-after-bytes",
+         "Send only the first N bytes of the first reply, then close the line and exit.", "N"},
+        {"record-size", "Pad the information record with zero bytes to N bytes (134 to 4096).",
+         "N"},
         {"restart-downtime-ms", "How long the line is gone after a restart command.", "N"},
         {"seed", "Seed of the random garbage bytes (default: random).", "N"},
     });
@@ -115,6 +119,7 @@ bool readBoxOptions(const QCommandLineParser &parser, BoxOptions &options, QStri
     quint32 replyDelay = quint32(options.replyDelayMs);
     quint32 downTime = quint32(options.restartDownTimeMs);
     constexpr quint64 kMaxMs = 3600 * 1000;
+    constexpr int kMaxRecordSize = 4096;
     if (!readUnsigned(parser, "udisk-dir", 255, record.udiskDirection, error) ||
         !readUnsigned(parser, "mouse-auto-move", 1, record.mouseAutoMove, error) ||
         !readUnsigned(parser, "firmware-version", 0xFFFF, record.firmwareVersion, error) ||
@@ -131,7 +136,16 @@ bool readBoxOptions(const QCommandLineParser &parser, BoxOptions &options, QStri
         !readUnsigned(parser, "reply-delay-ms", kMaxMs, replyDelay, error) ||
         !readUnsigned(parser, "restart-downtime-ms", kMaxMs, downTime, error) ||
         !readUnsigned(parser, "hangup-after-bytes", quint64(1) << 48, options.hangupAfterBytes,
-                      error)) {
+                      error) ||
+        !readUnsigned(parser, "cut-reply-after-bytes", quint64(1) << 48, options.cutReplyAfterBytes,
+                      error) ||
+        !readUnsigned(parser, "record-size", kMaxRecordSize, options.recordSize, error)) {
+        return false;
+    }
+    if (options.recordSize < DeviceInfoLayout::RecordSize) {
+        error = QStringLiteral("--record-size: expected a number from %1 to %2")
+                    .arg(DeviceInfoLayout::RecordSize)
+                    .arg(kMaxRecordSize);
         return false;
     }
     options.replyDelayMs = int(replyDelay);

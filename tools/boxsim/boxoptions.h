@@ -19,6 +19,8 @@ struct BoxOptions
     // The information record the box starts with; set-commands change its USB-disk direction
     // and auto-move switch. Fields not given on the command line keep the record's defaults.
     DeviceInfoRecord record = defaultRecord();
+    // Length of the record sent; zero bytes pad it beyond the fields (firmware may add some).
+    int recordSize = DeviceInfoLayout::RecordSize;
 
     // Behaviour and fault injection
     quint8 replyCode = 0;
@@ -26,7 +28,8 @@ struct BoxOptions
     int replyDelayMs = 0;
     bool corruptChecksums = false;
     bool garbageBetween = false;
-    qint64 hangupAfterBytes = 0; // 0: never
+    qint64 hangupAfterBytes = 0;   // 0: never
+    qint64 cutReplyAfterBytes = 0; // 0: never; else the first reply is cut there, then hang-up
     int restartDownTimeMs = 500;
     quint32 seed = 1; // of the garbage bytes
 };

@@ -8,7 +8,7 @@
 namespace {
 
 constexpr int kDrainPollMs = 10;
-// How long a restart waits for the console to read the reply before dropping the line.
+// How long a restart or a cut reply waits for the console to read before the line goes.
 constexpr int kDrainMinimumMs = 50;
 constexpr int kDrainLimitMs = 1000;
 // The console writes each frame and packet in one piece, so a pause this long inside one
@@ -118,28 +118,51 @@ void BoxRunner::perform(const BoxOutput &output)
     if (m_finished || m_restarting || !m_line.isOpen())
         return;
     if (output.kind == BoxOutput::Send) {
+        if (m_options.cutReplyAfterBytes > 0) {
+            cutReply(output);
+            return;
+        }
         if (m_line.write(output.bytes))
             print(output.line);
     } else if (output.kind == BoxOutput::Restart) {
         m_restarting = true;
-        dropLine(output, 0);
+        afterConsoleRead(0, [this, output] { dropLine(output); });
     }
 }
 
-void BoxRunner::dropLine(const BoxOutput &restart, int waitedMs)
+void BoxRunner::afterConsoleRead(int waitedMs, const std::function<void()> &then)
 {
-    if (m_finished)
-        return;
-    // Give the console the chance to read the reply first: a hang-up discards unread input.
-    // The kernel hands written bytes to the slave side a little later, so the count means
-    // something only after a first pause.
+    // A hang-up discards what the console has not read yet. The kernel hands written bytes to
+    // the slave side a little later, so the count means something only after a first pause.
     const bool unread = waitedMs < kDrainMinimumMs || m_line.unreadByConsole() > 0;
     if (unread && waitedMs < kDrainLimitMs) {
-        QTimer::singleShot(kDrainPollMs, this, [this, restart, waitedMs] {
-            dropLine(restart, waitedMs + kDrainPollMs);
+        QTimer::singleShot(kDrainPollMs, this, [this, waitedMs, then] {
+            afterConsoleRead(waitedMs + kDrainPollMs, then);
         });
         return;
     }
+    then();
+}
+
+void BoxRunner::cutReply(const BoxOutput &output)
+{
+    const QByteArray part = output.bytes.left(
+        qsizetype(qMin<qint64>(m_options.cutReplyAfterBytes, output.bytes.size())));
+    m_line.write(part);
+    print(JsonLine("reply_cut")
+              .add("sent", qint64(part.size()))
+              .add("length", qint64(output.bytes.size()))
+              .toLine());
+    // Nothing more is received or answered; the line goes once the console has the part.
+    m_finished = true;
+    m_pending.clear();
+    afterConsoleRead(0, [this] { hangUp(); });
+}
+
+void BoxRunner::dropLine(const BoxOutput &restart)
+{
+    if (m_finished)
+        return;
     print(restart.line);
     m_line.close();
     m_idleTimer.stop();

@@ -4,6 +4,7 @@
 #include <QObject>
 #include <QTimer>
 
+#include <functional>
 #include <vector>
 
 #include "boxsimulator.h"
@@ -38,7 +39,10 @@ private:
     void carryOut(const QVector<BoxOutput> &outputs);
     void perform(const BoxOutput &output);
     void runDue();
-    void dropLine(const BoxOutput &restart, int waitedMs);
+    void dropLine(const BoxOutput &restart);
+    // Runs `then` once the console has read what was written, or after kDrainLimitMs.
+    void afterConsoleRead(int waitedMs, const std::function<void()> &then);
+    void cutReply(const BoxOutput &output);
     void bringLineBack();
     void hangUp();
     static void print(const QByteArray &line);

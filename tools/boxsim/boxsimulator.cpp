@@ -85,7 +85,10 @@ QVector<BoxOutput> BoxSimulator::flushIncomplete()
 
 QByteArray BoxSimulator::deviceInfoRecord() const
 {
-    return encodeDeviceInfoRecord(m_record);
+    QByteArray record = encodeDeviceInfoRecord(m_record);
+    if (record.size() < m_options.recordSize)
+        record.append(QByteArray(m_options.recordSize - record.size(), '\0'));
+    return record;
 }
 
 void BoxSimulator::lineDropped()

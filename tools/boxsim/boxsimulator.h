@@ -44,7 +44,7 @@ public:
     // chip restarts with nothing held.
     void lineDropped();
 
-    // The 134-byte information record of the current state.
+    // The information record of the current state: 134 bytes, or the length the options ask.
     QByteArray deviceInfoRecord() const;
 
     // "device_info_query", "udisk_set", "mouse_auto_move_set", "restart", "atx_power" or
