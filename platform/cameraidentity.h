@@ -14,7 +14,10 @@ struct IdentifiedCamera
     QByteArray identity;
 };
 
-// QMediaDevices::videoInputs(), in its order, each camera with its identity.
+// The cameras of QMediaDevices::videoInputs(), in its order, each with its identity: one entry per
+// camera present. Entries the toolkit keeps for a camera that is gone, or lists twice, are left
+// out (Qt 6.4 with GStreamer does both). Enumerates anew on every call: code that needs several
+// identities asks once and looks them up in the list.
 QList<IdentifiedCamera> identifiedVideoInputs();
 
 // The identity of a camera of the current list; empty when it is not listed.
@@ -22,3 +25,23 @@ QByteArray cameraIdentity(const QCameraDevice &device);
 
 // The camera of the current list with this identity; a null device when none has it.
 QCameraDevice findCameraByIdentity(const QByteArray &identity);
+
+// The same look-ups in a list already enumerated.
+inline QByteArray identityIn(const QList<IdentifiedCamera> &cameras, const QCameraDevice &device)
+{
+    for (const IdentifiedCamera &camera : cameras) {
+        if (camera.device == device)
+            return camera.identity;
+    }
+    return QByteArray();
+}
+
+inline QCameraDevice cameraWithIdentity(const QList<IdentifiedCamera> &cameras,
+                                        const QByteArray &identity)
+{
+    for (const IdentifiedCamera &camera : cameras) {
+        if (camera.identity == identity)
+            return camera.device;
+    }
+    return QCameraDevice();
+}

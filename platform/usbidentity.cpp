@@ -15,24 +15,61 @@ QString readSysfsValue(const QString &path)
     return QString::fromUtf8(file.readAll()).trimmed();
 }
 
+QString portText(const QString &port)
+{
+    // Topology paths start with the bus name; the camera rules must not read it as a name.
+    return port.startsWith(QLatin1String("usb-")) ? port.mid(4) : port;
+}
+
+QByteArray identityText(const UsbCameraFacts &facts, bool withPort)
+{
+    const QString vendor = normalizedUsbId(facts.vendorId);
+    const QString product = normalizedUsbId(facts.productId);
+    if (vendor.isEmpty() || product.isEmpty())
+        return QByteArray();
+    QString text = QStringLiteral("vid_%1&pid_%2").arg(vendor, product);
+    if (!facts.serial.isEmpty())
+        text += QStringLiteral("&sn_") + facts.serial;
+    if ((withPort || facts.serial.isEmpty()) && !facts.port.isEmpty())
+        text += QStringLiteral("&port_") + portText(facts.port);
+    return text.toUtf8();
+}
+
 } // namespace
 
 QByteArray usbIdentityText(const UsbCameraFacts &facts)
 {
-    if (facts.vendorId.isEmpty() || facts.productId.isEmpty())
-        return QByteArray();
-    QString text =
-        QStringLiteral("vid_%1&pid_%2").arg(facts.vendorId.toLower(), facts.productId.toLower());
-    if (!facts.serial.isEmpty()) {
-        text += QStringLiteral("&sn_") + facts.serial;
-    } else if (!facts.port.isEmpty()) {
-        QString port = facts.port;
-        // Topology paths start with the bus name; the camera rules must not read it as a name.
-        if (port.startsWith(QLatin1String("usb-")))
-            port.remove(0, 4);
-        text += QStringLiteral("&port_") + port;
+    return identityText(facts, false);
+}
+
+QList<QByteArray> usbIdentityTexts(const QList<UsbCameraFacts> &cameras)
+{
+    QList<QByteArray> identities;
+    QHash<QByteArray, int> uses;
+    for (const UsbCameraFacts &facts : cameras) {
+        identities.append(identityText(facts, false));
+        if (!identities.last().isEmpty())
+            ++uses[identities.last()];
     }
-    return text.toUtf8();
+    for (int i = 0; i < cameras.size(); ++i) {
+        if (uses.value(identities[i]) > 1)
+            identities[i] = identityText(cameras[i], true);
+    }
+    return identities;
+}
+
+QString normalizedUsbId(const QString &text)
+{
+    QString id = text.trimmed().toLower();
+    if (id.startsWith(QLatin1String("0x")))
+        id.remove(0, 2);
+    if (id.isEmpty() || id.size() > 4)
+        return QString();
+    for (const QChar c : std::as_const(id)) {
+        if (!c.isDigit() && (c < QLatin1Char('a') || c > QLatin1Char('f')))
+            return QString();
+    }
+    return id.rightJustified(4, QLatin1Char('0'));
 }
 
 UsbCameraFacts usbFactsFromSysfs(const QString &deviceNode, const QString &sysRoot)
@@ -66,25 +103,4 @@ UsbCameraFacts usbFactsFromSysfs(const QString &deviceNode, const QString &sysRo
 QByteArray fallbackIdentityText(const QString &description, int counter)
 {
     return (description + QLatin1Char('#') + QString::number(counter)).toUtf8();
-}
-
-QList<int> matchCamerasByDescription(const QStringList &listed, const QStringList &known)
-{
-    QHash<QString, QList<int>> knownByDescription;
-    for (int i = 0; i < known.size(); ++i)
-        knownByDescription[known[i]].append(i);
-    QHash<QString, int> taken;
-    QList<int> matches;
-    matches.reserve(listed.size());
-    for (const QString &description : listed) {
-        const QList<int> candidates = knownByDescription.value(description);
-        if (candidates.isEmpty()) {
-            matches.append(-1);
-            continue;
-        }
-        int &n = taken[description];
-        matches.append(candidates[n % candidates.size()]);
-        ++n;
-    }
-    return matches;
 }

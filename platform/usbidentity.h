@@ -19,15 +19,19 @@ struct UsbCameraFacts
 // generic devices ("usb", "video", "camera") unless the serial itself does.
 QByteArray usbIdentityText(const UsbCameraFacts &facts);
 
+// The identities of cameras present together, in their order: each one's usbIdentityText, except
+// that cameras that would share one (cheap boxes ship one fixed serial) also name their USB port,
+// "vid_a5c0&pid_2132&sn_<serial>&port_<port>". A box alone keeps its identity on any port.
+QList<QByteArray> usbIdentityTexts(const QList<UsbCameraFacts> &cameras);
+
+// A USB vendor or product id as the identity writes it: four lower-case hex digits. Accepts
+// "a5c0", "A5C0", "0xa5c0" and short forms ("0x1d6b" -> "1d6b", "0x46d" -> "046d"); empty for
+// anything else.
+QString normalizedUsbId(const QString &text);
+
 // Facts of the USB device behind a V4L2 node ("/dev/video0"), read from sysfs under `sysRoot`
 // ("/sys" outside tests); empty facts when the node is not a USB device.
 UsbCameraFacts usbFactsFromSysfs(const QString &deviceNode, const QString &sysRoot = "/sys");
 
 // Identity of a camera whose USB facts are unknown: description and position ("desc#2").
 QByteArray fallbackIdentityText(const QString &description, int counter);
-
-// Pairs each entry of `listed` (the toolkit's camera descriptions, in its order) with an entry of
-// `known` (descriptions of the devices the platform knows, in the order they appeared): the n-th
-// listed camera of a description takes the n-th known device of that description, wrapping
-// around when the toolkit lists a device twice. -1 where no known device has the description.
-QList<int> matchCamerasByDescription(const QStringList &listed, const QStringList &known);

@@ -19,10 +19,5 @@ QByteArray cameraIdentity(const QCameraDevice &device)
 
 QCameraDevice findCameraByIdentity(const QByteArray &identity)
 {
-    const QList<QCameraDevice> devices = QMediaDevices::videoInputs();
-    for (const QCameraDevice &device : devices) {
-        if (device.id() == identity)
-            return device;
-    }
-    return QCameraDevice();
+    return cameraWithIdentity(identifiedVideoInputs(), identity);
 }

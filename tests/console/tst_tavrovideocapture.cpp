@@ -12,6 +12,7 @@
 
 #include "console/tavrovideo.h"
 #include "db/dbmanager.h"
+#include "platform/cameraidentity.h"
 #include "serial/deviceuartmanager.h"
 #include "serial/uartmanager.h"
 #include "tests/support/boxsimprocess.h"
@@ -302,12 +303,12 @@ void TestTavroVideoCapture::replugBoxGetsItsRecordBack()
 
     // Pulled out while it shows its picture, then plugged back in.
     writeScene("");
-    QTRY_VERIFY_WITH_TIMEOUT(QMediaDevices::videoInputs().isEmpty(), kOpenTimeoutMs);
+    QTRY_VERIFY_WITH_TIMEOUT(identifiedVideoInputs().isEmpty(), kOpenTimeoutMs);
     // A camera that is gone delivers no more pictures.
     QTest::qWait(2000);
     QVERIFY(QDateTime::currentMSecsSinceEpoch() - m_view->lastFrameTimeMs() > 1800);
     writeScene("box:TKPLUG01");
-    QTRY_COMPARE_WITH_TIMEOUT(QMediaDevices::videoInputs().size(), 1, kOpenTimeoutMs);
+    QTRY_COMPARE_WITH_TIMEOUT(identifiedVideoInputs().size(), 1, kOpenTimeoutMs);
 
     g_logLines.clear();
     QSignalSpy started(m_view, &TavroVideo::cameraStarted);

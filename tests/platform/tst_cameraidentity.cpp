@@ -10,6 +10,10 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <QCamera>
+#include <QMediaCaptureSession>
+#include <QVideoSink>
+
 #include "platform/cameraidentity.h"
 
 namespace {
@@ -40,6 +44,39 @@ QByteArrayList identities(const QList<IdentifiedCamera> &cameras)
     return ids;
 }
 
+QByteArrayList currentIdentities()
+{
+    return identities(identifiedVideoInputs());
+}
+
+const QByteArray kBoxA = "vid_a5c0&pid_2132&sn_TKA0001";
+const QByteArray kBoxB = "vid_a5c0&pid_2132&sn_TKB0002";
+
+// Whether the camera delivers pictures: an entry of a camera that is gone never does.
+bool delivers(const QCameraDevice &device)
+{
+    if (device.isNull())
+        return false;
+    QMediaCaptureSession session;
+    QVideoSink sink;
+    int frames = 0;
+    QObject::connect(&sink, &QVideoSink::videoFrameChanged, [&frames](const QVideoFrame &frame) {
+        if (frame.isValid())
+            ++frames;
+    });
+    QCamera camera(device);
+    for (const QCameraFormat &format : device.videoFormats()) {
+        if (format.resolution() == QSize(640, 480))
+            camera.setCameraFormat(format);
+    }
+    session.setVideoSink(&sink);
+    session.setCamera(&camera);
+    camera.start();
+    const bool delivered = QTest::qWaitFor([&frames] { return frames >= 3; }, kPlugWaitMs);
+    camera.stop();
+    return delivered;
+}
+
 } // namespace
 
 class TestCameraIdentity : public QObject
@@ -49,7 +86,10 @@ private slots:
     void initTestCase();
     void everyKindHasItsOwnUsbIdentity();
     void identitiesSurviveANewProcessAndAnotherOrder();
+    void duplicateAndStaleEntriesTakeNoIdentity();
     void identitiesFollowPlugAndUnplug();
+    void boxesSharingASerialAreToldApartByPort();
+    void boxesWithoutSerialAreToldApartByPort();
     void lookupByIdentity();
 
 private:
@@ -65,7 +105,9 @@ void TestCameraIdentity::initTestCase()
 {
     QVERIFY(m_dir.isValid());
     m_scenePath = m_dir.filePath("scene");
-    QVERIFY(writeScene("box:TKA0001\n"));
+    // Both boxes are plugged in when the toolkit starts listing cameras: like V4L2's, the virtual
+    // camera's provider announces them as well as listing them.
+    QVERIFY(writeScene("box:TKA0001\nbox:TKB0002\n"));
     qputenv("TAVROKVM_VCAM_SCENE", m_scenePath.toLocal8Bit());
 }
 
@@ -127,39 +169,71 @@ void TestCameraIdentity::identitiesSurviveANewProcessAndAnotherOrder()
     QCOMPARE(swapped[1].second, first[0].second);
 }
 
+void TestCameraIdentity::duplicateAndStaleEntriesTakeNoIdentity()
+{
+    // Qt 6.4 lists each box present at start twice.
+    QTRY_COMPARE_WITH_TIMEOUT(QMediaDevices::videoInputs().size(), 4, kPlugWaitMs);
+    QCOMPARE(currentIdentities(), (QByteArrayList{kBoxA, kBoxB}));
+
+    // Unplugged, box A leaves a stale entry behind; no entry shows A, and B is shown once.
+    QVERIFY(writeScene("box:TKB0002\n"));
+    QTRY_COMPARE_WITH_TIMEOUT(QMediaDevices::videoInputs().size(), 3, kPlugWaitMs);
+    QCOMPARE(currentIdentities(), QByteArrayList{kBoxB});
+    QVERIFY(findCameraByIdentity(kBoxA).isNull());
+
+    // Plugged back, A's identity opens its new entry, which delivers pictures; the stale entry
+    // would not.
+    QVERIFY(writeScene("box:TKA0001\nbox:TKB0002\n"));
+    QTRY_COMPARE_WITH_TIMEOUT(QMediaDevices::videoInputs().size(), 4, kPlugWaitMs);
+    QCOMPARE(currentIdentities(), (QByteArrayList{kBoxB, kBoxA}));
+    const QCameraDevice boxA = findCameraByIdentity(kBoxA);
+    QCOMPARE(boxA.id(), QMediaDevices::videoInputs().last().id());
+    QVERIFY(delivers(boxA));
+    QVERIFY(delivers(findCameraByIdentity(kBoxB)));
+}
+
 void TestCameraIdentity::identitiesFollowPlugAndUnplug()
 {
-    QCOMPARE(identities(identifiedVideoInputs()), QByteArrayList{"vid_a5c0&pid_2132&sn_TKA0001"});
-
-    QVERIFY(writeScene("box:TKA0001\nbox:TKB0002\n"));
-    QTRY_COMPARE_WITH_TIMEOUT(QMediaDevices::videoInputs().size(), 2, kPlugWaitMs);
-    QCOMPARE(identities(identifiedVideoInputs()),
-             (QByteArrayList{"vid_a5c0&pid_2132&sn_TKA0001", "vid_a5c0&pid_2132&sn_TKB0002"}));
-
     // Unplugging the first box leaves the second under its own identity, not the first's.
     QVERIFY(writeScene("box:TKB0002\n"));
-    QTRY_COMPARE_WITH_TIMEOUT(QMediaDevices::videoInputs().size(), 1, kPlugWaitMs);
-    QCOMPARE(identities(identifiedVideoInputs()), QByteArrayList{"vid_a5c0&pid_2132&sn_TKB0002"});
-
-    // Plugged back, the first box comes after the second in the toolkit's list and still gets
-    // its own identity.
-    QVERIFY(writeScene("box:TKA0001\nbox:TKB0002\n"));
-    QTRY_COMPARE_WITH_TIMEOUT(QMediaDevices::videoInputs().size(), 2, kPlugWaitMs);
-    QCOMPARE(identities(identifiedVideoInputs()),
-             (QByteArrayList{"vid_a5c0&pid_2132&sn_TKB0002", "vid_a5c0&pid_2132&sn_TKA0001"}));
+    QTRY_COMPARE_WITH_TIMEOUT(currentIdentities(), QByteArrayList{kBoxB}, kPlugWaitMs);
 
     // Other kinds join with their own identities; no identity is taken twice.
     QVERIFY(writeScene("box:TKA0001\nbox:TKB0002\nbuiltin\nbox2131:TKC0003\n"));
-    QTRY_COMPARE_WITH_TIMEOUT(QMediaDevices::videoInputs().size(), 4, kPlugWaitMs);
-    const QByteArrayList ids = identities(identifiedVideoInputs());
+    QTRY_COMPARE_WITH_TIMEOUT(currentIdentities().size(), 4, kPlugWaitMs);
+    const QByteArrayList ids = currentIdentities();
     QCOMPARE(QSet<QByteArray>(ids.begin(), ids.end()).size(), 4);
     QVERIFY(ids.contains("vid_a5c0&pid_2131&sn_TKC0003"));
+    QVERIFY(ids.contains(kBoxA));
+    QVERIFY(ids.contains(kBoxB));
+}
+
+void TestCameraIdentity::boxesSharingASerialAreToldApartByPort()
+{
+    const QByteArray onPort1 = "vid_a5c0&pid_2132&sn_TKS0001&port_0000:00:14.0-1";
+    const QByteArray onPort2 = "vid_a5c0&pid_2132&sn_TKS0001&port_0000:00:14.0-2";
+    QVERIFY(writeScene("box:TKS0001@1\nbox:TKS0001@2\n"));
+    QTRY_COMPARE_WITH_TIMEOUT(currentIdentities(), (QByteArrayList{onPort1, onPort2}), kPlugWaitMs);
+    QVERIFY(delivers(findCameraByIdentity(onPort2)));
+
+    // Alone, the box is known by its serial wherever it is plugged.
+    QVERIFY(writeScene("box:TKS0001@2\n"));
+    QTRY_COMPARE_WITH_TIMEOUT(currentIdentities(), QByteArrayList{"vid_a5c0&pid_2132&sn_TKS0001"},
+                              kPlugWaitMs);
+}
+
+void TestCameraIdentity::boxesWithoutSerialAreToldApartByPort()
+{
+    const auto cameras = listInChild("box:-@3,box:-@4");
+    QCOMPARE(cameras.size(), 2);
+    QCOMPARE(cameras[0].second, QByteArray("vid_a5c0&pid_2132&port_0000:00:14.0-3"));
+    QCOMPARE(cameras[1].second, QByteArray("vid_a5c0&pid_2132&port_0000:00:14.0-4"));
 }
 
 void TestCameraIdentity::lookupByIdentity()
 {
     QVERIFY(writeScene("builtin\nbox:TKA0001\n"));
-    QTRY_COMPARE_WITH_TIMEOUT(QMediaDevices::videoInputs().size(), 2, kPlugWaitMs);
+    QTRY_COMPARE_WITH_TIMEOUT(currentIdentities().size(), 2, kPlugWaitMs);
     const QCameraDevice box = findCameraByIdentity("vid_a5c0&pid_2132&sn_TKA0001");
     QVERIFY(!box.isNull());
     QCOMPARE(box.description(), QStringLiteral("TK USB3 Video"));

@@ -102,7 +102,10 @@ void TestVcamScene::parse_data()
     QTest::newRow("port too large") << "box@100" << false << QStringList{};
     QTest::newRow("port not a number") << "box@x1" << false << QStringList{};
     QTest::newRow("signed port") << "box@+1" << false << QStringList{};
+    QTest::newRow("one serial on two ports")
+        << "box:A@1,box:A@2" << true << QStringList{"box:A@1", "box:A@2"};
     QTest::newRow("same camera twice") << "box:A,box:A" << false << QStringList{};
+    QTest::newRow("one serial, one without a port") << "box:A@1,box:A" << false << QStringList{};
     QTest::newRow("named like a default serial") << "box,box:TK3V0001" << false << QStringList{};
     QTest::newRow("two cameras on one port") << "box:A@2,builtin@2" << false << QStringList{};
 }

@@ -19,27 +19,37 @@ GST_DEBUG_CATEGORY_STATIC(vcam_provider_debug);
 
 namespace {
 
-// Cameras unplugged by a scene, as "kind:serial".
+// Cameras unplugged by a scene, as "kind:serial", and the device nodes plugged in now. Like
+// /dev/videoN, every camera plugged in gets a new node number.
 std::mutex g_unpluggedLock;
 std::set<std::string> g_unplugged;
+std::set<int> g_pluggedNodes;
+int g_nextNode = 0;
 
 std::string plugKey(const char *kindWord, const char *serial)
 {
     return std::string(kindWord ? kindWord : "") + ':' + (serial ? serial : "");
 }
 
-void markUnplugged(const vcam::DeviceSpec &spec, bool unplugged)
+// Records the camera's (un)plugging; a newly plugged camera gets its node number.
+int markPlugged(const vcam::DeviceSpec &spec, bool plugged, int node = -1)
 {
     const std::string key = plugKey(vcam::kindInfo(spec.kind).word, spec.serial.c_str());
     std::lock_guard<std::mutex> guard(g_unpluggedLock);
-    if (unplugged)
-        g_unplugged.insert(key);
-    else
+    if (plugged) {
         g_unplugged.erase(key);
+        node = g_nextNode++;
+        g_pluggedNodes.insert(node);
+    } else {
+        g_unplugged.insert(key);
+        g_pluggedNodes.erase(node);
+    }
+    return node;
 }
 
 constexpr const char *kSceneVariable = "TAVROKVM_VCAM_SCENE";
 constexpr const char *kDevicesVariable = "TAVROKVM_VCAM_DEVICES";
+constexpr const char *kQuietStartVariable = "TAVROKVM_VCAM_QUIET_START";
 constexpr auto kPollInterval = std::chrono::milliseconds(200);
 constexpr std::streamsize kMaxSceneBytes = 64 * 1024;
 
@@ -47,6 +57,7 @@ struct LiveDevice
 {
     vcam::PlacedDevice placed;
     GstDevice *device; // our own reference
+    int node;
 };
 
 struct ProviderState
@@ -114,19 +125,20 @@ std::vector<vcam::DeviceSpec> startingScene(std::string *scenePath,
     return vcam::defaultScene();
 }
 
-GstDevice *makeDevice(const vcam::PlacedDevice &placed)
+GstDevice *makeDevice(const vcam::PlacedDevice &placed, int node)
 {
     const vcam::KindInfo &info = vcam::kindInfo(placed.spec.kind);
     GstCaps *caps = tavrokvm_vcam_caps_for_kind(placed.spec.kind);
     const std::string busPath = vcam::busPath(placed.port);
     const std::string path = vcam::devicePath(placed.spec);
+    const std::string serial = placed.spec.serial == vcam::kNoSerial ? "" : placed.spec.serial;
     GstStructure *properties = gst_structure_new(
         "tavrokvm-vcam", "device.api", G_TYPE_STRING, "tavrokvm-vcam", "device.bus", G_TYPE_STRING,
         "usb", "device.kind", G_TYPE_STRING, info.word, "device.vendor.id", G_TYPE_STRING,
         info.vendorId, "device.product.id", G_TYPE_STRING, info.productId, "device.product.name",
-        G_TYPE_STRING, info.displayName, "device.serial", G_TYPE_STRING, placed.spec.serial.c_str(),
+        G_TYPE_STRING, info.displayName, "device.serial", G_TYPE_STRING, serial.c_str(),
         "device.bus_path", G_TYPE_STRING, busPath.c_str(), "device.path", G_TYPE_STRING,
-        path.c_str(), nullptr);
+        path.c_str(), "device.node", G_TYPE_INT, node, nullptr);
 
     auto *device = static_cast<TavroKvmVcamDevice *>(
         g_object_new(TAVROKVM_TYPE_VCAM_DEVICE, "display-name", info.displayName, "device-class",
@@ -156,9 +168,12 @@ GstElement *createElement(GstDevice *device, const gchar *name)
     const gchar *kind = properties ? gst_structure_get_string(properties, "device.kind") : nullptr;
     const gchar *serial =
         properties ? gst_structure_get_string(properties, "device.serial") : nullptr;
+    gint node = -1;
+    if (properties)
+        gst_structure_get_int(properties, "device.node", &node);
     GstElement *element = gst_element_factory_make("tavrokvmvcamsrc", name);
     if (element)
-        g_object_set(element, "kind", kind ? kind : "box", "serial", serial, nullptr);
+        g_object_set(element, "kind", kind ? kind : "box", "serial", serial, "node", node, nullptr);
     else
         g_warning("[vcam] element tavrokvmvcamsrc is not registered");
     if (properties)
@@ -213,7 +228,7 @@ void applyScene(GstDeviceProvider *provider, ProviderState &state,
             continue;
         GST_INFO_OBJECT(provider, "unplugging %s on port %d",
                         state.live[i].placed.spec.serial.c_str(), state.live[i].placed.port);
-        markUnplugged(state.live[i].placed.spec, true);
+        markPlugged(state.live[i].placed.spec, false, state.live[i].node);
         gst_device_provider_device_remove(provider, state.live[i].device);
         gst_object_unref(state.live[i].device);
     }
@@ -226,10 +241,10 @@ void applyScene(GstDeviceProvider *provider, ProviderState &state,
         }
         GST_INFO_OBJECT(provider, "plugging %s on port %d", p.device.spec.serial.c_str(),
                         p.device.port);
-        GstDevice *device = makeDevice(p.device);
-        markUnplugged(p.device.spec, false);
+        const int node = markPlugged(p.device.spec, true);
+        GstDevice *device = makeDevice(p.device, node);
         gst_device_provider_device_add(provider, device);
-        next.push_back({p.device, device});
+        next.push_back({p.device, device, node});
     }
     state.live = std::move(next);
 }
@@ -266,7 +281,7 @@ GList *probe(GstDeviceProvider *)
         vcam::placeDevices({}, startingScene(&scenePath, &fileText));
     GList *devices = nullptr;
     for (const vcam::Placement &p : placements)
-        devices = g_list_append(devices, makeDevice(p.device));
+        devices = g_list_append(devices, makeDevice(p.device, -1));
     return devices;
 }
 
@@ -277,17 +292,21 @@ gboolean start(GstDeviceProvider *provider)
     std::optional<std::string> fileText;
     const std::vector<vcam::DeviceSpec> scene = startingScene(&state.scenePath, &fileText);
     state.lastText = fileText;
-    // The cameras present at start are listed, not announced: a monitor asks for the list right
-    // after starting, and Qt 6.4 would take each announced camera a second time. A flushing bus
-    // drops the announcements.
+    // Like the system's V4L2 provider, the cameras present at start are announced as well as
+    // listed, so a monitor that asks for the list right after starting hears of them twice (Qt
+    // 6.4 then lists them twice). TAVROKVM_VCAM_QUIET_START=1 drops the announcements.
+    const bool quiet = environment(kQuietStartVariable) == "1";
     GstBus *bus = gst_device_provider_get_bus(provider);
-    gst_bus_set_flushing(bus, TRUE);
+    if (quiet)
+        gst_bus_set_flushing(bus, TRUE);
     for (const vcam::Placement &p : vcam::placeDevices({}, scene)) {
-        GstDevice *device = makeDevice(p.device);
+        const int node = markPlugged(p.device.spec, true);
+        GstDevice *device = makeDevice(p.device, node);
         gst_device_provider_device_add(provider, device);
-        state.live.push_back({p.device, device});
+        state.live.push_back({p.device, device, node});
     }
-    gst_bus_set_flushing(bus, FALSE);
+    if (quiet)
+        gst_bus_set_flushing(bus, FALSE);
     gst_object_unref(bus);
     if (!state.scenePath.empty()) {
         state.stopping = false;
@@ -308,8 +327,13 @@ void stop(GstDeviceProvider *provider)
         state.poller.join();
     // The base class drops its own list of devices; these are our references to them.
     std::lock_guard<std::mutex> guard(state.lock);
-    for (LiveDevice &d : state.live)
+    for (LiveDevice &d : state.live) {
+        {
+            std::lock_guard<std::mutex> nodes(g_unpluggedLock);
+            g_pluggedNodes.erase(d.node);
+        }
         gst_object_unref(d.device);
+    }
     state.live.clear();
 }
 
@@ -338,6 +362,12 @@ static void tavrokvm_vcam_provider_class_init(TavroKvmVcamProviderClass *klass)
 static void tavrokvm_vcam_provider_init(TavroKvmVcamProvider *self)
 {
     self->state = new ProviderState;
+}
+
+bool tavrokvm_vcam_node_is_plugged(int node)
+{
+    std::lock_guard<std::mutex> guard(g_unpluggedLock);
+    return g_pluggedNodes.count(node) > 0;
 }
 
 bool tavrokvm_vcam_is_unplugged(const char *kindWord, const char *serial)

@@ -22,3 +22,7 @@ G_END_DECLS
 // camera that is opened keeps its element; like a real one pulled out, that element then stops
 // with an error instead of producing pictures of a camera that is gone.
 bool tavrokvm_vcam_is_unplugged(const char *kindWord, const char *serial);
+// Whether the provider's device node is plugged in now. Each camera plugged in gets a new node,
+// so an element made from a device that has been unplugged never streams again, even when the
+// same camera comes back (it comes back as a new device).
+bool tavrokvm_vcam_node_is_plugged(int node);

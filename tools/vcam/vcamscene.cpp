@@ -155,7 +155,8 @@ SceneParse parseScene(std::string_view text)
 {
     SceneParse result;
     std::map<Kind, int> unnamed;
-    std::set<std::pair<Kind, std::string>> identities;
+    // Whether every camera of this kind and serial so far named its port.
+    std::map<std::pair<Kind, std::string>, bool> identities;
     std::set<int> ports;
     for (std::string_view entry : splitEntries(text)) {
         const std::string quoted = "'" + std::string(entry) + "'";
@@ -199,8 +200,11 @@ SceneParse parseScene(std::string_view text)
             if (!ports.insert(spec.port).second)
                 return rejected("port of " + quoted + " is taken by an earlier camera");
         }
-        if (!identities.insert({spec.kind, spec.serial}).second)
-            return rejected("camera " + quoted + " is listed twice");
+        // Cheap boxes often share one serial; two such cameras are told apart by their ports.
+        const bool hasPort = spec.port > 0;
+        const auto [seen, added] = identities.insert({{spec.kind, spec.serial}, hasPort});
+        if (!added && !(seen->second && hasPort))
+            return rejected("camera " + quoted + " is listed twice (give each one its @port)");
         result.devices.push_back(std::move(spec));
     }
     result.ok = true;

@@ -41,11 +41,13 @@ const KindInfo *findKind(std::string_view word);
 struct DeviceSpec
 {
     Kind kind = Kind::Box;
-    std::string serial;
+    std::string serial; // kNoSerial: the camera reports none
     int port = 0;
 };
 
 constexpr int kMaxPort = 99;
+// The serial of a camera that reports none ("box:-@2"): such cameras differ only by port.
+constexpr const char *kNoSerial = "-";
 constexpr std::size_t kMaxSerialLength = 64;
 
 struct SceneParse
@@ -58,9 +60,11 @@ struct SceneParse
 // Parses entries "kind[:serial][@port]" separated by ',' or line breaks; blanks around entries are
 // ignored, '#' starts a comment up to the end of the line. Text with no entries is an empty scene
 // (nothing plugged in). Missing serials become the kind's prefix plus the entry's ordinal among
-// entries of that kind without a serial ("TK3V0001", "TK3V0002"). Rejects unknown kinds, empty
+// entries of that kind without a serial ("TK3V0001", "TK3V0002"); the serial kNoSerial makes a
+// camera that reports no USB serial number at all. Rejects unknown kinds, empty
 // entries between separators, serials outside [A-Za-z0-9._-] or longer than kMaxSerialLength,
-// ports outside 1..kMaxPort, two cameras with the same kind and serial, and two on one port.
+// ports outside 1..kMaxPort, two on one port, and two cameras with the same kind and serial unless
+// each of them names its port (boxes that share one serial number).
 SceneParse parseScene(std::string_view text);
 
 // One box with the default serial: what runs when nothing, or something malformed, is asked for.

@@ -31,7 +31,7 @@ struct Stream
     guint64 frame = 0;                         // the number drawn on the picture
 };
 
-enum { PROP_0, PROP_KIND, PROP_SERIAL };
+enum { PROP_0, PROP_KIND, PROP_SERIAL, PROP_NODE };
 
 GstStaticPadTemplate srcTemplate = GST_STATIC_PAD_TEMPLATE(
     "src", GST_PAD_SRC, GST_PAD_ALWAYS,
@@ -45,6 +45,7 @@ struct _TavroKvmVcamSrc
     // Properties, under the object lock.
     vcam::Kind kind;
     gchar *serial;
+    gint node; // the provider's device node this element was made for; -1 when made by hand
     GstCaps *deviceCaps;
     Stream *stream;
 };
@@ -263,13 +264,27 @@ GstBuffer *jpegFrame(TavroKvmVcamSrc *src, Stream &st)
     return gst_buffer_new_memdup(st.encoded.data(), st.encoded.size());
 }
 
+// A camera made from a device node that is gone (a stale entry of a device list, like an old
+// /dev/videoN) or unplugged since; a hand-made element follows its kind and serial.
+bool cameraIsGone(TavroKvmVcamSrc *src)
+{
+    GST_OBJECT_LOCK(src);
+    const gint node = src->node;
+    const vcam::Kind kind = src->kind;
+    const std::string serial = src->serial ? src->serial : "";
+    GST_OBJECT_UNLOCK(src);
+    if (node >= 0)
+        return !tavrokvm_vcam_node_is_plugged(node);
+    return tavrokvm_vcam_is_unplugged(vcam::kindInfo(kind).word, serial.c_str());
+}
+
 GstFlowReturn create(GstPushSrc *push, GstBuffer **out)
 {
     TavroKvmVcamSrc *src = self(push);
     Stream &st = *src->stream;
     if (!st.negotiated)
         return GST_FLOW_NOT_NEGOTIATED;
-    if (tavrokvm_vcam_is_unplugged(vcam::kindInfo(src->kind).word, src->serial)) {
+    if (cameraIsGone(src)) {
         GST_ELEMENT_ERROR(
             src, RESOURCE, NOT_FOUND, ("The camera was unplugged."),
             ("%s %s is gone", vcam::kindInfo(src->kind).word, src->serial ? src->serial : ""));
@@ -335,6 +350,11 @@ void setProperty(GObject *object, guint id, const GValue *value, GParamSpec *psp
         src->serial = g_value_dup_string(value);
         GST_OBJECT_UNLOCK(src);
         break;
+    case PROP_NODE:
+        GST_OBJECT_LOCK(src);
+        src->node = g_value_get_int(value);
+        GST_OBJECT_UNLOCK(src);
+        break;
     default:
         G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, pspec);
         break;
@@ -351,6 +371,9 @@ void getProperty(GObject *object, guint id, GValue *value, GParamSpec *pspec)
         break;
     case PROP_SERIAL:
         g_value_set_string(value, src->serial);
+        break;
+    case PROP_NODE:
+        g_value_set_int(value, src->node);
         break;
     default:
         G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, pspec);
@@ -386,6 +409,10 @@ static void tavrokvm_vcam_src_class_init(TavroKvmVcamSrcClass *klass)
                                     g_param_spec_string("serial", "Serial",
                                                         "Serial number, drawn on the picture",
                                                         nullptr, flags));
+    g_object_class_install_property(
+        objectClass, PROP_NODE,
+        g_param_spec_int("node", "Node", "Device node of the provider's camera; -1: none", -1,
+                         G_MAXINT, -1, flags));
 
     GstElementClass *elementClass = GST_ELEMENT_CLASS(klass);
     gst_element_class_add_static_pad_template(elementClass, &srcTemplate);
@@ -408,6 +435,7 @@ static void tavrokvm_vcam_src_init(TavroKvmVcamSrc *src)
 {
     src->stream = new Stream;
     src->kind = vcam::Kind::Box;
+    src->node = -1;
     src->deviceCaps = tavrokvm_vcam_caps_for_kind(src->kind);
     gst_base_src_set_live(GST_BASE_SRC(src), TRUE);
     gst_base_src_set_format(GST_BASE_SRC(src), GST_FORMAT_TIME);
