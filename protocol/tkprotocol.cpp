@@ -29,8 +29,10 @@ struct DeviceInfoCache
 
 DeviceInfoCache &cache()
 {
-    static DeviceInfoCache c;
-    return c;
+    // Never destroyed: links clear it when they close, and how late in the process's exit
+    // that happens must not depend on which of the two was used first.
+    static DeviceInfoCache *const c = new DeviceInfoCache;
+    return *c;
 }
 
 int byteAt(const QByteArray &payload, int offset)

@@ -5,6 +5,7 @@
 #include <QSerialPortInfo>
 
 #include <exception>
+#include <utility>
 
 #include "serial/deviceuartmanager.h"
 #include "serial/portinventory.h"
@@ -29,19 +30,46 @@ UartManager *UartManager::instance()
 UartManager::UartManager()
 {
     qDebug() << "[UartManager] 全局UART管理器已创建";
+    followApplicationEnd();
 }
 
 UartManager::~UartManager()
 {
+    // Normally empty by now (see followApplicationEnd); what is left closes here.
     qDeleteAll(m_devices);
     m_devices.clear();
     qDebug() << "[UartManager] 全局UART管理器已销毁";
+}
+
+void UartManager::followApplicationEnd()
+{
+    // The registry lives until static destruction, long after the application object, the
+    // event dispatcher and the log handler are gone: its links are torn down while they exist.
+    // aboutToQuit is emitted only when the event loop ran; the post routine also covers an
+    // application object destroyed without it.
+    QCoreApplication *app = QCoreApplication::instance();
+    if (!app || m_followedApplication == app)
+        return;
+    m_followedApplication = app;
+    connect(app, &QCoreApplication::aboutToQuit, this, &UartManager::removeAllDeviceUartManagers);
+    qAddPostRoutine([] { UartManager::instance()->removeAllDeviceUartManagers(); });
+}
+
+void UartManager::removeAllDeviceUartManagers()
+{
+    if (m_devices.isEmpty())
+        return;
+    qDebug() << "[UartManager] 应用退出，移除全部设备UART管理器，数量:" << m_devices.size();
+    // Deleted at once: the event loop that would run a deferred deletion has ended.
+    const QMap<QString, DeviceUartManager *> links = std::exchange(m_devices, {});
+    qDeleteAll(links);
 }
 
 DeviceUartManager *UartManager::getDeviceUartManager(const QString &did)
 {
     if (DeviceUartManager *existing = m_devices.value(did))
         return existing;
+    followApplicationEnd(); // the registry may have been created before the application object
     auto *link = new DeviceUartManager(did, this);
     m_devices.insert(did, link);
     qDebug().noquote() << "[UartManager] 创建新的设备UART管理器，设备ID:" << did;

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <QCoreApplication>
 #include <QMap>
 #include <QObject>
+#include <QPointer>
 #include <QStringList>
 
 #include "serial/portrules.h"
@@ -26,6 +28,9 @@ public:
     // the event loop, so this may be called from the link's own signals. A later request for
     // the DID gets a new link.
     void removeDeviceUartManager(const QString &did);
+    // Closes and deletes every link. Runs by itself when the application is about to quit and
+    // when the application object is destroyed, so no link outlives the application object.
+    void removeAllDeviceUartManagers();
 
     // Fills the list of ports taken at start-up (synchronous; a late result is discarded).
     void preloadSerialPorts();
@@ -48,7 +53,9 @@ public:
 
 private:
     UartManager();
+    void followApplicationEnd();
 
     QMap<QString, DeviceUartManager *> m_devices;
     QStringList m_preloadedPorts;
+    QPointer<QCoreApplication> m_followedApplication;
 };

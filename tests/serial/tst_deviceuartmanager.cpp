@@ -64,6 +64,8 @@ private slots:
     void removalFromTheLinksOwnSignalIsDeferred();
     void updateWithStoredSettingsOnClosedPortDoesNothing();
     void infoRoundTrip();
+    void exitWithOpenLinksDestroysThemFirst_data();
+    void exitWithOpenLinksDestroysThemFirst();
 
 private:
     DeviceUartManager *freshLink();
@@ -475,6 +477,39 @@ void TestDeviceUartManager::infoRoundTrip()
           times.at(times.size() / 2), times.last());
     qInstallMessageHandler(recordingHandler);
     link->forceCloseSerialPort();
+}
+
+void TestDeviceUartManager::exitWithOpenLinksDestroysThemFirst_data()
+{
+    QTest::addColumn<QString>("ending");
+    QTest::newRow("event loop quits") << "quit";
+    QTest::newRow("application destroyed without running its loop") << "return";
+}
+
+void TestDeviceUartManager::exitWithOpenLinksDestroysThemFirst()
+{
+    // Two boxes' links open, a record cached, then the program ends normally. Under the
+    // sanitizers a link touching what static destruction already freed aborts the child.
+    QFETCH(QString, ending);
+    BoxSimProcess second;
+    const QString secondLink = m_dir.filePath("tk-box-2");
+    QVERIFY(second.startReady(secondLink));
+    QProcess child;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("TAVROKVM_EXTRA_SERIAL_PORTS", m_link + "=TK CDC;" + secondLink + "=TK CDC");
+    child.setProcessEnvironment(environment);
+    child.start(TAVROKVM_LINK_EXIT_CHILD_PATH,
+                {m_dir.filePath("exit-" + ending + ".db"), ending, m_link, secondLink});
+    QVERIFY(child.waitForFinished(30000));
+    const QString log = QString::fromUtf8(child.readAllStandardError());
+    QVERIFY2(child.exitStatus() == QProcess::NormalExit && child.exitCode() == 0,
+             qPrintable(log.right(4000)));
+    QCOMPARE(log.count("[DeviceInfo] 设备 exit-child-box-"), 2);
+    const int gone = int(log.indexOf("linkexitchild: application object gone"));
+    QVERIFY(gone > 0);
+    // Both links went, closing their ports, while the application object still existed.
+    QCOMPARE(log.left(gone).count("[DeviceUartManager] 设备UART管理器已销毁"), 2);
+    QVERIFY2(!log.mid(gone).contains("[DeviceUartManager]"), qPrintable(log.mid(gone)));
 }
 
 QTEST_GUILESS_MAIN(TestDeviceUartManager)
