@@ -1,5 +1,6 @@
 #include "serial/portinventory.h"
 
+#include <QFile>
 #include <QSerialPortInfo>
 
 QList<SerialPortEntry> declaredSerialPorts()
@@ -19,6 +20,9 @@ QList<SerialPortEntry> enumerateSerialPorts()
         port.serialNumber = info.serialNumber();
         ports.append(port);
     }
+    // The description is the USB product; the interface names itself only in sysfs.
+    if (currentPortPlatform() == PortPlatform::Linux)
+        addInterfaceNames(ports, QStringLiteral("/sys"));
     ports.append(declaredSerialPorts());
     return ports;
 }
@@ -26,4 +30,25 @@ QList<SerialPortEntry> enumerateSerialPorts()
 bool isValidSerialPortNameHere(const QString &name)
 {
     return isValidPortText(name, currentPortPlatform(), declaredSerialPorts());
+}
+
+QString ttyInterfaceName(const QString &sysfsRoot, const QString &portName)
+{
+    if (portName.isEmpty() || portName.contains(QLatin1Char('/')) ||
+        portName == QLatin1String(".") || portName == QLatin1String(".."))
+        return QString();
+    QFile file(sysfsRoot + QStringLiteral("/class/tty/") + portName +
+               QStringLiteral("/device/interface"));
+    if (!file.open(QIODevice::ReadOnly))
+        return QString();
+    // A USB string descriptor holds at most 126 UTF-16 units, 378 bytes as UTF-8.
+    return QString::fromUtf8(file.read(512)).trimmed();
+}
+
+void addInterfaceNames(QList<SerialPortEntry> &ports, const QString &sysfsRoot)
+{
+    for (SerialPortEntry &port : ports) {
+        if (!port.declared)
+            port.interfaceName = ttyInterfaceName(sysfsRoot, port.name);
+    }
 }

@@ -14,3 +14,10 @@ QList<SerialPortEntry> declaredSerialPorts();
 
 // Whether a name (or display item) names a port that can be a box on this system.
 bool isValidSerialPortNameHere(const QString &name);
+
+// The USB interface string of a tty node, read from
+// <sysfsRoot>/class/tty/<portName>/device/interface and trimmed; "" when there is none or the
+// name is not a bare node name.
+QString ttyInterfaceName(const QString &sysfsRoot, const QString &portName);
+// Fills the interface name of every enumerated (not declared) port from `sysfsRoot`.
+void addInterfaceNames(QList<SerialPortEntry> &ports, const QString &sysfsRoot);

@@ -59,11 +59,30 @@ bool isValidPortText(const QString &text, PortPlatform platform,
     return false;
 }
 
+namespace {
+
+bool carriesTkCdcMarker(const QString &text)
+{
+    return text.contains(QLatin1String("TK CDC"), Qt::CaseInsensitive);
+}
+
+// On Linux the description is the USB product string; a box may carry the marker only in its
+// CDC interface's own name, which is then what the lists show and the search finds.
+QString shownDescription(const SerialPortEntry &port)
+{
+    if (!carriesTkCdcMarker(port.description) && carriesTkCdcMarker(port.interfaceName))
+        return port.interfaceName;
+    return port.description;
+}
+
+} // namespace
+
 QString formatPortDisplayItem(const SerialPortEntry &port)
 {
-    if (port.description.isEmpty())
+    const QString description = shownDescription(port);
+    if (description.isEmpty())
         return port.name;
-    QString item = port.name + QStringLiteral(" (") + port.description;
+    QString item = port.name + QStringLiteral(" (") + description;
     if (!port.manufacturer.isEmpty())
         item += QStringLiteral(" - ") + port.manufacturer;
     if (!port.serialNumber.isEmpty())
@@ -75,6 +94,15 @@ QString purePortNameFromDisplayItem(const QString &item)
 {
     const int cut = item.indexOf(QLatin1String(" ("));
     return (cut >= 1 ? item.left(cut) : item).trimmed();
+}
+
+QString firstTkCdcPortName(const QStringList &displayItems)
+{
+    for (const QString &item : displayItems) {
+        if (carriesTkCdcMarker(item))
+            return purePortNameFromDisplayItem(item);
+    }
+    return QString();
 }
 
 QList<SerialPortEntry> parseDeclaredSerialPorts(const QString &value)

@@ -2,6 +2,7 @@
 
 #include <QList>
 #include <QString>
+#include <QStringList>
 
 // One serial port as the inventory sees it: enumerated by the system, or declared by the user.
 struct SerialPortEntry
@@ -10,6 +11,7 @@ struct SerialPortEntry
     QString description; // USB product text; carries "TK CDC" for the box
     QString manufacturer;
     QString serialNumber;
+    QString interfaceName; // the USB interface's own string (Linux: from sysfs); may be empty
     bool declared = false; // from TAVROKVM_EXTRA_SERIAL_PORTS: always qualifies
 };
 
@@ -31,10 +33,14 @@ bool isValidPortText(const QString &text, PortPlatform platform,
                      const QList<SerialPortEntry> &declared);
 
 // "name (description - manufacturer - serial)"; a port without description shows its name.
+// The interface name stands in for the description when only it carries "TK CDC".
 QString formatPortDisplayItem(const SerialPortEntry &port);
 
 // Text before the first " (", trimmed; the whole item trimmed when " (" is absent or first.
 QString purePortNameFromDisplayItem(const QString &item);
+
+// Pure name of the first display item that contains "TK CDC" in any letter case, or "".
+QString firstTkCdcPortName(const QStringList &displayItems);
 
 // Parses "PATH=DESCRIPTION;PATH=DESCRIPTION". Entries without a path are skipped with a
 // warning; an entry without "=" is a path with no description.

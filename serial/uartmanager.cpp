@@ -161,12 +161,7 @@ void UartManager::preloadSerialPorts()
 
 QString UartManager::findFirstTkCdcPortName()
 {
-    const QStringList items = getAvailableSerialPorts();
-    for (const QString &item : items) {
-        if (item.contains(QLatin1String("TK CDC"), Qt::CaseInsensitive))
-            return purePortNameFromDisplayItem(item);
-    }
-    return QString();
+    return firstTkCdcPortName(getAvailableSerialPorts());
 }
 
 bool UartManager::isValidSerialPortName(const QString &name)
@@ -181,6 +176,8 @@ QString UartManager::formatPortDisplayName(const QSerialPortInfo &info)
     port.description = info.description();
     port.manufacturer = info.manufacturer();
     port.serialNumber = info.serialNumber();
+    if (currentPortPlatform() == PortPlatform::Linux)
+        port.interfaceName = ttyInterfaceName(QStringLiteral("/sys"), info.portName());
     return formatPortDisplayItem(port);
 }
 

@@ -1,5 +1,9 @@
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
 #include <QTest>
 
+#include "serial/portinventory.h"
 #include "serial/portrules.h"
 #include "serial/uartmanager.h"
 
@@ -20,7 +24,24 @@ private slots:
     void declaredPorts_data();
     void declaredPorts();
     void qualifyingItemsKeepEnumerationOrder();
+    void interfaceNameFromSysfs_data();
+    void interfaceNameFromSysfs();
+    void boxNamingOnlyItsInterfaceIsFound();
 };
+
+namespace {
+
+// Writes <root>/class/tty/<port>/device/interface as the kernel shows a USB interface string.
+bool writeInterfaceFile(const QString &root, const QString &port, const QByteArray &content)
+{
+    const QString dir = root + "/class/tty/" + port + "/device";
+    if (!QDir().mkpath(dir))
+        return false;
+    QFile file(dir + "/interface");
+    return file.open(QIODevice::WriteOnly) && file.write(content) == content.size();
+}
+
+} // namespace
 
 void TestPortRules::displayItems_data()
 {
@@ -28,19 +49,23 @@ void TestPortRules::displayItems_data()
     QTest::addColumn<QString>("description");
     QTest::addColumn<QString>("manufacturer");
     QTest::addColumn<QString>("serial");
+    QTest::addColumn<QString>("interface");
     QTest::addColumn<QString>("item");
     QTest::newRow("all fields") << "cu.usbmodem1101"
                                 << "TK CDC"
                                 << "Acme"
                                 << "0001"
+                                << ""
                                 << "cu.usbmodem1101 (TK CDC - Acme - 0001)";
     QTest::newRow("no manufacturer") << "ttyACM0"
                                      << "TK CDC"
                                      << ""
                                      << "0001"
+                                     << ""
                                      << "ttyACM0 (TK CDC - 0001)";
     QTest::newRow("description only") << "ttyUSB0"
                                       << "USB Serial"
+                                      << ""
                                       << ""
                                       << ""
                                       << "ttyUSB0 (USB Serial)";
@@ -48,7 +73,45 @@ void TestPortRules::displayItems_data()
                                                    << ""
                                                    << "Acme"
                                                    << "0001"
+                                                   << ""
                                                    << "ttyACM1";
+    // Linux describes a port by its USB product; the box may name only its CDC interface.
+    QTest::newRow("marker on the interface only") << "ttyACM0"
+                                                  << "TK KVM Box"
+                                                  << "Tavro"
+                                                  << "0001"
+                                                  << "TK CDC"
+                                                  << "ttyACM0 (TK CDC - Tavro - 0001)";
+    QTest::newRow("marker on the interface, lower case") << "ttyACM0"
+                                                         << "KVM"
+                                                         << ""
+                                                         << ""
+                                                         << "tk cdc 2"
+                                                         << "ttyACM0 (tk cdc 2)";
+    QTest::newRow("marker on the interface, no description") << "ttyACM0"
+                                                             << ""
+                                                             << "Tavro"
+                                                             << ""
+                                                             << "TK CDC"
+                                                             << "ttyACM0 (TK CDC - Tavro)";
+    QTest::newRow("marker on the description wins") << "ttyACM0"
+                                                    << "TK CDC"
+                                                    << ""
+                                                    << ""
+                                                    << "TK CDC Data"
+                                                    << "ttyACM0 (TK CDC)";
+    QTest::newRow("interface without the marker is not shown") << "ttyACM0"
+                                                               << "USB Serial"
+                                                               << ""
+                                                               << ""
+                                                               << "CDC ACM Control"
+                                                               << "ttyACM0 (USB Serial)";
+    QTest::newRow("interface without the marker, no description") << "ttyACM3"
+                                                                  << ""
+                                                                  << "Acme"
+                                                                  << ""
+                                                                  << "CDC ACM Control"
+                                                                  << "ttyACM3";
 }
 
 void TestPortRules::displayItems()
@@ -57,12 +120,14 @@ void TestPortRules::displayItems()
     QFETCH(QString, description);
     QFETCH(QString, manufacturer);
     QFETCH(QString, serial);
+    QFETCH(QString, interface);
     QFETCH(QString, item);
     SerialPortEntry port;
     port.name = name;
     port.description = description;
     port.manufacturer = manufacturer;
     port.serialNumber = serial;
+    port.interfaceName = interface;
     QCOMPARE(formatPortDisplayItem(port), item);
 }
 
@@ -224,6 +289,64 @@ void TestPortRules::qualifyingItemsKeepEnumerationOrder()
              QStringList({"ttyACM0 (tk cdc)", "/tmp/box (Simulated)"}));
     QCOMPARE(UartManager::qualifyingDisplayItems({port("ttyS1", "")}, PortPlatform::Linux),
              QStringList());
+}
+
+void TestPortRules::interfaceNameFromSysfs_data()
+{
+    QTest::addColumn<QString>("port");
+    QTest::addColumn<QByteArray>("content"); // null: no file
+    QTest::addColumn<QString>("name");
+    QTest::newRow("interface string") << "ttyACM0" << QByteArray("TK CDC\n") << "TK CDC";
+    QTest::newRow("blanks around") << "ttyACM0" << QByteArray("  TK CDC \n\n") << "TK CDC";
+    QTest::newRow("UTF-8") << "ttyACM0" << QByteArray("TK CDC \xe4\xb8\xb2\xe5\x8f\xa3\n")
+                           << "TK CDC 串口";
+    QTest::newRow("empty file") << "ttyACM0" << QByteArray("") << "";
+    QTest::newRow("no interface string") << "ttyACM0" << QByteArray() << "";
+    // The file exists where the name leads, outside class/tty.
+    QTest::newRow("not a port name") << "../ttyACM0" << QByteArray("TK CDC\n") << "";
+    QTest::newRow("empty port name") << "" << QByteArray("TK CDC\n") << "";
+}
+
+void TestPortRules::interfaceNameFromSysfs()
+{
+    QFETCH(QString, port);
+    QFETCH(QByteArray, content);
+    QFETCH(QString, name);
+    QTemporaryDir root;
+    QVERIFY(root.isValid());
+    if (!content.isNull())
+        QVERIFY(writeInterfaceFile(root.path(), port.isEmpty() ? "x" : port, content));
+    QCOMPARE(ttyInterfaceName(root.path(), port), name);
+}
+
+void TestPortRules::boxNamingOnlyItsInterfaceIsFound()
+{
+    QTemporaryDir root;
+    QVERIFY(root.isValid());
+    QVERIFY(writeInterfaceFile(root.path(), "ttyACM0", "CDC Abstract Control Model\n"));
+    QVERIFY(writeInterfaceFile(root.path(), "ttyACM1", "TK CDC\n"));
+    auto port = [](const char *name, const char *description, bool declared = false) {
+        SerialPortEntry entry;
+        entry.name = name;
+        entry.description = description;
+        entry.manufacturer = declared ? "" : "Tavro";
+        entry.declared = declared;
+        return entry;
+    };
+    QList<SerialPortEntry> ports = {port("ttyACM0", "Other Device"), port("ttyACM1", "TK KVM Box"),
+                                    port("ttyACM2", "No Interface String"),
+                                    port("/tmp/box", "Simulated", true)};
+    addInterfaceNames(ports, root.path());
+    QCOMPARE(ports.at(0).interfaceName, QString("CDC Abstract Control Model"));
+    QCOMPARE(ports.at(1).interfaceName, QString("TK CDC"));
+    QCOMPARE(ports.at(2).interfaceName, QString());
+    QCOMPARE(ports.at(3).interfaceName, QString()); // declared ports are not looked up
+    const QStringList items = UartManager::qualifyingDisplayItems(ports, PortPlatform::Linux);
+    QCOMPARE(items, QStringList({"ttyACM0 (Other Device - Tavro)", "ttyACM1 (TK CDC - Tavro)",
+                                 "ttyACM2 (No Interface String - Tavro)", "/tmp/box (Simulated)"}));
+    QCOMPARE(firstTkCdcPortName(items), QString("ttyACM1"));
+    QCOMPARE(firstTkCdcPortName({"ttyACM0 (Other)", "/tmp/box (tk cdc)"}), QString("/tmp/box"));
+    QCOMPARE(firstTkCdcPortName({"ttyACM0 (Other)"}), QString());
 }
 
 QTEST_GUILESS_MAIN(TestPortRules)
