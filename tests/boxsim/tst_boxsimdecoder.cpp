@@ -164,6 +164,7 @@ private slots:
     void corruptChecksums();
     void garbageAroundReplies();
     void lineDropForgetsPartialInputAndKeys();
+    void hungControllerAnswersNothingButPassesFrames();
     void options_data();
     void options();
 };
@@ -693,6 +694,23 @@ void TestBoxSimDecoder::lineDropForgetsPartialInputAndKeys()
     // "lo" alone after the drop is no greeting.
     QVERIFY(eventLines(box.receive("lo")).isEmpty());
     QCOMPARE(eventLines(box.receive("hello")), QStringList{R"({"event":"hello"})"});
+}
+
+void TestBoxSimDecoder::hungControllerAnswersNothingButPassesFrames()
+{
+    BoxSimulator box(testOptions());
+    box.setAnswering(false);
+    QVector<BoxOutput> outputs =
+        box.receive(TkProtocol::createDeviceInfoQueryPacket(0) +
+                    TkProtocol::createUdiskSetPacket(2, 0) + keyboardFrame(0x02, hex("04")));
+    QVERIFY(sentBytes(outputs).isEmpty());
+    QCOMPARE(eventNames(outputs).count("command"), 2);
+    QCOMPARE(box.target().heldKeys(), QVector<int>({0x04}));
+    QCOMPARE(box.udiskDir(), quint8(2)); // received and applied, only not answered
+
+    box.setAnswering(true);
+    outputs = box.receive(TkProtocol::createDeviceInfoQueryPacket(0));
+    QCOMPARE(sentBytes(outputs).size(), 1);
 }
 
 void TestBoxSimDecoder::options_data()

@@ -59,6 +59,7 @@ private slots:
     void keyboardFramesReachTheTarget();
     void hangupAfterBytes();
     void cutReplyHangsUpAfterThePart();
+    void signalStopsAndResumesReplies();
     void restartDropsAndRestoresTheLine();
     void terminateRemovesTheLink();
 
@@ -205,6 +206,33 @@ void TestBoxSimPty::cutReplyHangsUpAfterThePart()
             box.process().waitForFinished(kWaitMs));
     QCOMPARE(box.process().exitCode(), 0);
     QVERIFY(!QFileInfo(link).isSymLink());
+}
+
+void TestBoxSimPty::signalStopsAndResumesReplies()
+{
+    const QString link = m_dir.filePath(QStringLiteral("tk-mute"));
+    Box box;
+    QVERIFY(box.startReady(link));
+    QSerialPort port;
+    QVERIFY2(openPort(port, link), qPrintable(port.errorString()));
+
+    QVERIFY(box.toggleReplies());
+    QVERIFY(!box.next("replies_off").isEmpty());
+    port.write(TkProtocol::createDeviceInfoQueryPacket(0));
+    QVERIFY(port.waitForBytesWritten(kWaitMs));
+    QVERIFY(!box.next("command").isEmpty());
+    QVERIFY(!port.waitForReadyRead(300));
+    QVERIFY(!box.namesSeen().contains("reply"));
+
+    QVERIFY(box.toggleReplies());
+    QVERIFY(!box.next("replies_on").isEmpty());
+    port.write(TkProtocol::createDeviceInfoQueryPacket(0));
+    QVERIFY(port.waitForBytesWritten(kWaitMs));
+    QByteArray received = readAtLeast(port, 155);
+    TkPacket packet;
+    QVERIFY(TkProtocol::tryConsumeOnePacket(received, packet));
+    QCOMPARE(packet.command, quint16(0x81));
+    QVERIFY(received.isEmpty()); // nothing was held back from the silent time
 }
 
 void TestBoxSimPty::restartDropsAndRestoresTheLine()

@@ -10,6 +10,8 @@
 #include <QStringList>
 #include <QTest>
 
+#include <csignal>
+
 class BoxSimProcess
 {
 public:
@@ -86,6 +88,14 @@ public:
     {
         readLines();
         return m_events;
+    }
+
+    // Makes the box stop answering vendor commands, or resume (it prints "replies_off" or
+    // "replies_on"); the line stays up and frames still reach the target.
+    bool toggleReplies()
+    {
+        return m_process.state() == QProcess::Running &&
+               ::kill(pid_t(m_process.processId()), SIGUSR1) == 0;
     }
 
     QProcess &process() { return m_process; }

@@ -46,6 +46,13 @@ void BoxRunner::stop()
     m_line.close();
 }
 
+void BoxRunner::toggleReplies()
+{
+    const bool answering = !m_simulator.isAnswering();
+    m_simulator.setAnswering(answering);
+    print(JsonLine(answering ? "replies_on" : "replies_off").toLine());
+}
+
 void BoxRunner::print(const QByteArray &line)
 {
     std::fwrite(line.constData(), 1, size_t(line.size()), stdout);

@@ -22,6 +22,9 @@ public:
     bool start(QString &error);
     // Closes the line and removes the link.
     void stop();
+    // Stops or resumes answering vendor commands (SIGUSR1), printing "replies_off" or
+    // "replies_on".
+    void toggleReplies();
 
 signals:
     // The process should end with this exit code.

@@ -155,7 +155,7 @@ void BoxSimulator::handleCommand(const TkPacket &packet, QVector<BoxOutput> &out
     switch (packet.command) {
     case TkProtocol::CmdDeviceInfoQuery:
         generalReply = false;
-        if (!m_options.noReplies) {
+        if (!m_options.noReplies && m_answering) {
             const QByteArray record = deviceInfoRecord();
             reply(TkProtocol::ReplyDeviceInfo, record, packet.sequence,
                   JsonLine("reply")
@@ -180,7 +180,7 @@ void BoxSimulator::handleCommand(const TkPacket &packet, QVector<BoxOutput> &out
         generalReply = false; // unknown commands go unanswered
         break;
     }
-    if (generalReply && !m_options.noReplies) {
+    if (generalReply && !m_options.noReplies && m_answering) {
         reply(TkProtocol::ReplyGeneral, QByteArray(1, char(code)), packet.sequence,
               JsonLine("reply").add("command", TkProtocol::ReplyGeneral).add("code", code).toLine(),
               outputs);

@@ -44,6 +44,11 @@ public:
     // chip restarts with nothing held.
     void lineDropped();
 
+    // A hung controller: vendor commands are still received but go unanswered; keyboard and
+    // mouse frames still reach the target.
+    void setAnswering(bool answering) { m_answering = answering; }
+    bool isAnswering() const { return m_answering; }
+
     // The information record of the current state: 134 bytes, or the length the options ask.
     QByteArray deviceInfoRecord() const;
 
@@ -69,4 +74,5 @@ private:
     HidTarget m_target;
     DeviceInfoRecord m_record; // the box's state as its information record tells it
     QRandomGenerator m_random;
+    bool m_answering = true;
 };

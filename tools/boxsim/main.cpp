@@ -16,12 +16,14 @@
 int main(int argc, char *argv[])
 {
     // SIGINT and SIGTERM arrive through a descriptor, so the event loop ends cleanly and the
-    // link is removed. Blocked before any thread exists, so every thread inherits the mask.
-    sigset_t stopSignals;
-    sigemptyset(&stopSignals);
-    sigaddset(&stopSignals, SIGINT);
-    sigaddset(&stopSignals, SIGTERM);
-    pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
+    // link is removed; SIGUSR1 makes the box stop or resume answering. Blocked before any
+    // thread exists, so every thread inherits the mask.
+    sigset_t handledSignals;
+    sigemptyset(&handledSignals);
+    sigaddset(&handledSignals, SIGINT);
+    sigaddset(&handledSignals, SIGTERM);
+    sigaddset(&handledSignals, SIGUSR1);
+    pthread_sigmask(SIG_BLOCK, &handledSignals, nullptr);
     std::signal(SIGPIPE, SIG_IGN);
 
     QCoreApplication app(argc, argv);
@@ -29,7 +31,8 @@ int main(int argc, char *argv[])
 
     QCommandLineParser parser;
     parser.setApplicationDescription(
-        QStringLiteral("Simulated KVM box on a pseudo-terminal; prints one JSON event per line."));
+        QStringLiteral("Simulated KVM box on a pseudo-terminal; prints one JSON event per line.\n"
+                       "SIGUSR1 makes it stop answering vendor commands, and resume."));
     parser.addHelpOption();
     addBoxOptions(parser);
     parser.process(app);
@@ -41,7 +44,7 @@ int main(int argc, char *argv[])
         return 2;
     }
 
-    const int signalFd = signalfd(-1, &stopSignals, SFD_CLOEXEC | SFD_NONBLOCK);
+    const int signalFd = signalfd(-1, &handledSignals, SFD_CLOEXEC | SFD_NONBLOCK);
     if (signalFd < 0) {
         std::perror("tavrokvm-boxsim: signalfd");
         return 1;
@@ -53,10 +56,17 @@ int main(int argc, char *argv[])
     QSocketNotifier signalNotifier(signalFd, QSocketNotifier::Read);
     QObject::connect(&signalNotifier, &QSocketNotifier::activated, &app, [&] {
         signalfd_siginfo info;
+        bool stop = false;
         while (::read(signalFd, &info, sizeof info) == sizeof info) {
+            if (info.ssi_signo == SIGUSR1)
+                runner.toggleReplies();
+            else
+                stop = true;
         }
-        runner.stop();
-        app.exit(0);
+        if (stop) {
+            runner.stop();
+            app.exit(0);
+        }
     });
 
     if (!runner.start(error)) {
