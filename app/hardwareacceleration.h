@@ -4,6 +4,7 @@
 #include <QList>
 #include <QVideoFrameFormat>
 
+#include "console/captureformat.h"
 #include "platform/acceleration.h"
 
 // Sets the multimedia back end's acceleration switches before any multimedia object exists,
@@ -13,10 +14,13 @@ class HardwareAcceleration
 public:
     HardwareAcceleration() = delete;
 
-    inline static const QList<QVideoFrameFormat::PixelFormat> HARDWARE_ACCELERATED_FORMATS = {
-        QVideoFrameFormat::Format_YUV420P, QVideoFrameFormat::Format_NV12,
-        QVideoFrameFormat::Format_NV21,    QVideoFrameFormat::Format_UYVY,
-        QVideoFrameFormat::Format_YUYV,    QVideoFrameFormat::Format_Jpeg};
+    // The format rules' list, as the multimedia module's pixel formats.
+    inline static const QList<QVideoFrameFormat::PixelFormat> HARDWARE_ACCELERATED_FORMATS = [] {
+        QList<QVideoFrameFormat::PixelFormat> formats;
+        for (int format : kHardwareAcceleratedPixelFormats)
+            formats.append(QVideoFrameFormat::PixelFormat(format));
+        return formats;
+    }();
 
     // Safe to call again later: the same values are set once more.
     static void forceEnableHardwareAcceleration()

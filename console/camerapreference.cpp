@@ -51,7 +51,7 @@ bool isTkUsb2131Device(const CameraText &camera)
     return idCarries(camera, QLatin1String("vid_a5c0"), QLatin1String("pid_2131"));
 }
 
-bool isUsbVideoLikeDevice(const CameraText &camera)
+bool looksLikeUsbVideo(const CameraText &camera)
 {
     static const QRegularExpression usbVideoName(
         QStringLiteral(
@@ -80,7 +80,7 @@ bool isUsbVideoLikeDevice(const CameraText &camera)
     return false;
 }
 
-QByteArray pickPreferredInitialCameraId(const QList<CameraText> &cameras)
+QByteArray preferredInitialCameraId(const QList<CameraText> &cameras)
 {
     for (const CameraText &camera : cameras) {
         if (isTkUsbVideoDevice(camera))
@@ -88,7 +88,7 @@ QByteArray pickPreferredInitialCameraId(const QList<CameraText> &cameras)
     }
     const CameraText *candidate = nullptr;
     for (const CameraText &camera : cameras) {
-        if (!isUsbVideoLikeDevice(camera))
+        if (!looksLikeUsbVideo(camera))
             continue;
         if (!candidate || (isTkUsb2131Device(camera) && !isTkUsb2131Device(*candidate)))
             candidate = &camera;

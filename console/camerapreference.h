@@ -18,7 +18,7 @@ bool isTkUsbVideoDevice(const CameraText &camera);
 // The second box model: id carries "vid_a5c0" and "pid_2131".
 bool isTkUsb2131Device(const CameraText &camera);
 // A generic USB capture device (not a webcam unless it says USB 3 / USB video).
-bool isUsbVideoLikeDevice(const CameraText &camera);
+bool looksLikeUsbVideo(const CameraText &camera);
 // The camera to open first: the box, else a USB video device (the 2131 model preferred), else
 // the first one; empty for an empty list.
-QByteArray pickPreferredInitialCameraId(const QList<CameraText> &cameras);
+QByteArray preferredInitialCameraId(const QList<CameraText> &cameras);

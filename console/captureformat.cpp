@@ -81,15 +81,14 @@ bool orderB(const CaptureFormatDesc &a, const CaptureFormatDesc &b)
     return a.maxFps > b.maxFps;
 }
 
-// Position in the fallback's pixel format priority; formats not listed come last.
+// Position in the fallback's pixel format priority: the accelerated formats, then RGBX8888;
+// formats not listed come last.
 int formatPriority(int pixelFormat)
 {
-    static const int priority[] = {CapturePixelFormat::YUV420P, CapturePixelFormat::NV12,
-                                   CapturePixelFormat::NV21,    CapturePixelFormat::UYVY,
-                                   CapturePixelFormat::YUYV,    CapturePixelFormat::Jpeg,
-                                   CapturePixelFormat::RGBX8888};
-    const auto *found = std::find(std::begin(priority), std::end(priority), pixelFormat);
-    return found == std::end(priority) ? int(std::size(priority)) : int(found - priority);
+    static const QList<int> priority =
+        kHardwareAcceleratedPixelFormats + QList<int>{CapturePixelFormat::RGBX8888};
+    const qsizetype found = priority.indexOf(pixelFormat);
+    return found < 0 ? int(priority.size()) : int(found);
 }
 
 // Order C: listed pixel formats by priority, then landscape, larger, 60 fps or more, faster.
@@ -229,7 +228,7 @@ int negotiateCaptureFormat(const Formats &formats, const QString &deviceDescript
         << "[openCamera] 要求：格式优先级 MJPEG > NV12 > YUY2，分辨率≤3840x2160，帧率≤60Hz";
     qWarning().noquote() << "[openCamera] 但设备没有这些格式，将使用其他格式（可能不是最优选择）";
     qDebug().noquote() << "[openCamera] 调用findBestSupportedFormat查找最佳格式...";
-    const int chosen = findBestSupportedFormat(formats, deviceDescription);
+    const int chosen = bestSupportedFormatIndex(formats, deviceDescription);
     if (chosen < 0) {
         qDebug().noquote() << "[openCamera] findBestSupportedFormat 未返回可用格式";
         return -1;
@@ -243,7 +242,7 @@ int negotiateCaptureFormat(const Formats &formats, const QString &deviceDescript
     return chosen;
 }
 
-int findBestSupportedFormat(const Formats &formats, const QString &deviceDescription)
+int bestSupportedFormatIndex(const Formats &formats, const QString &deviceDescription)
 {
     qDebug().noquote() << "[TavroVideo::findBestSupportedFormat] Finding best format for device:"
                        << deviceDescription;

@@ -20,6 +20,11 @@ enum : int {
 };
 }
 
+// The pixel formats that decode and render without a CPU conversion, in order of preference.
+inline const QList<int> kHardwareAcceleratedPixelFormats = {
+    CapturePixelFormat::YUV420P, CapturePixelFormat::NV12, CapturePixelFormat::NV21,
+    CapturePixelFormat::UYVY,    CapturePixelFormat::YUYV, CapturePixelFormat::Jpeg};
+
 // One format a camera offers, as the format rules see it.
 struct CaptureFormatDesc
 {
@@ -44,8 +49,8 @@ int negotiateCaptureFormat(const QList<CaptureFormatDesc> &formats,
                            const QString &deviceDescription);
 
 // The fallback chooser, with its log lines. Index into `formats`, -1 when nothing qualifies.
-int findBestSupportedFormat(const QList<CaptureFormatDesc> &formats,
-                            const QString &deviceDescription);
+int bestSupportedFormatIndex(const QList<CaptureFormatDesc> &formats,
+                             const QString &deviceDescription);
 
 // Largest usable resolution (MJPEG, then NV12, YUY2, any), logged; invalid when none.
 QSize maxSupportedResolution(const QList<CaptureFormatDesc> &formats);

@@ -179,22 +179,15 @@ void TavroVideo::onApplicationStateChanged(Qt::ApplicationState state)
                 startKeyboardHookIfStopped();
             });
         }
-        if (m_resolutionCheckTimer && !m_resolutionCheckTimer->isActive()) {
-            m_resolutionCheckTimer->start();
-            qDebug() << "[AppState] 恢复分辨率检查定时器";
-        }
     } else if (!m_appActive && wasActive) {
         qDebug() << "[AppState] 应用切换到后台，停止所有服务";
         if (m_keyboardHookActive) {
             stopKeyboardHookIfRunning();
             qDebug() << "[AppState] 停止键盘钩子";
         }
-        if (m_resolutionCheckTimer && m_resolutionCheckTimer->isActive()) {
-            m_resolutionCheckTimer->stop();
-            qDebug() << "[AppState] 停止分辨率检查定时器";
-        }
         closePopupWindows();
     }
+    syncResolutionCheck("[AppState] 恢复分辨率检查定时器", "[AppState] 停止分辨率检查定时器");
 }
 
 void TavroVideo::changeEvent(QEvent *event)

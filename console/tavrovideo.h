@@ -30,11 +30,15 @@ class QTimer;
 class QVideoSink;
 class VideoGlSurface;
 class DeviceUartManager;
+struct IdentifiedCamera;
 
 // The console view: shows the target's picture, owns the capture session of the current box and
 // is the hub through which keyboard and mouse reach it. Its implementation is split by concern:
-// tavrovideo.cpp (construction, application state), tavrovideo_capture.cpp (cameras, formats,
-// serial link at open), tavrovideo_display.cpp (frames on screen).
+// tavrovideo.cpp (construction, application state), tavrovideo_capture.cpp (cameras, open and
+// close, formats, serial link at open), tavrovideo_permissions.cpp (camera and microphone
+// permission), tavrovideo_resolution.cpp (the periodic resolution check),
+// tavrovideo_display.cpp (frames on screen), tavrovideo_keyboard.cpp, tavrovideo_mouse.cpp,
+// tavrovideo_hook.cpp and tavrovideo_keysequences.cpp (input to the target).
 class TavroVideo : public QWidget
 {
     Q_OBJECT
@@ -136,14 +140,9 @@ public:
     qint32 convertedSequence() const { return m_convertedSequence; }
     VideoGlSurface *videoGlSurface() const { return m_glSurface; }
     bool isGlSurfaceActive() const { return m_glSurfaceActive; }
-    // The GPU surface is used when TAVROKVM_GPU_VIDEO is set.
+    // The GPU surface is asked for by TAVROKVM_GPU_VIDEO, and used when OpenGL 3.3 is there too.
     static bool gpuVideoRequested();
-
-    // Moves this view's clock (frame age, start-up window) forward, so that tests can reach the
-    // time-based rules without waiting.
-    void advanceClockForTests(qint64 ms) { m_clockOffsetMs += ms; }
-    // Lets tests hand frames to the view as if its camera were running.
-    void setCameraActiveForTests(bool active) { m_cameraActive = active; }
+    static bool gpuVideoUsable();
 
 signals:
     void cameraStarted();
@@ -196,6 +195,9 @@ protected:
     void resizeEvent(QResizeEvent *event) override;
 
 private:
+    // Tests move the view's clock and hand it frames through this (tests/support).
+    friend class TavroVideoTestAccess;
+
     // tavrovideo.cpp
     void setupConnections();
     void onApplicationStateChanged(Qt::ApplicationState state);
@@ -235,6 +237,8 @@ private:
     void updateWatermark();
 
     // tavrovideo_capture.cpp
+    // The cameras with their identities, enumerated once and logged.
+    QList<IdentifiedCamera> enumerateIdentifiedCameras();
     void runDeferredFirstOpen();
     void onVideoInputsChangedDebounced();
     void onVideoInputsChangedForPreferred();
@@ -245,6 +249,12 @@ private:
     void ensureUartInfoSignalConnected();
     void finishCloseCameraTeardown();
     void connectVideoSink();
+
+    // tavrovideo_resolution.cpp
+    bool resolutionCheckWanted() const;
+    // Starts or stops the check as resolutionCheckWanted() says, logging the given line (if any)
+    // when that changes it.
+    void syncResolutionCheck(const char *startedLog, const char *stoppedLog);
 
     // tavrovideo_display.cpp
     void presentVideoFrame(const QVideoFrame &frame);
@@ -318,7 +328,7 @@ private:
     quint64 m_decodeJobsStarted = 0;
     QElapsedTimer m_frameAgeClock;
     int m_framesInWindow = 0;
-    QDateTime m_fpsWindowStart;
+    qint64 m_fpsWindowStartMs = 0; // nowMs() at the start of the rate window; 0 before a frame
     double m_measuredFps = 0;
     mutable QRect m_displayRectCache;
     mutable bool m_displayRectCacheValid = false;

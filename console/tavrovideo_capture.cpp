@@ -1,5 +1,6 @@
 // Console view: which camera is shown, how it is opened and closed, its format, and the box's
-// serial link that is opened with it.
+// serial link that is opened with it. Permissions and the resolution check have files of their
+// own.
 #include "console/tavrovideo.h"
 
 #include <QAudioInput>
@@ -13,8 +14,6 @@
 #include <QMainWindow>
 #include <QMediaCaptureSession>
 #include <QMediaDevices>
-#include <QMessageBox>
-#include <QPushButton>
 #include <QStatusBar>
 #include <QTimer>
 #include <QVideoSink>
@@ -27,7 +26,6 @@
 #include "platform/cameraidentity.h"
 #include "platform/camerainventory.h"
 #include "platform/permissions.h"
-#include "platform/systemsettings.h"
 #include "serial/deviceuartmanager.h"
 #include "serial/uartmanager.h"
 
@@ -42,7 +40,6 @@ static_assert(int(QVideoFrameFormat::Format_BGRA8888) == CapturePixelFormat::BGR
 namespace {
 
 constexpr int kTkCdcBaudRate = 2000000;
-constexpr int kExtendedResolutionCheckIntervalMs = 30000;
 
 const char *yesNo(bool value)
 {
@@ -54,11 +51,11 @@ CameraText cameraText(const IdentifiedCamera &camera)
     return {camera.device.description(), camera.identity};
 }
 
-QList<CameraText> cameraTexts(const QList<QCameraDevice> &devices)
+QList<CameraText> cameraTexts(const QList<IdentifiedCamera> &cameras)
 {
     QList<CameraText> texts;
-    for (const QCameraDevice &device : devices)
-        texts.append({device.description(), cameraIdentity(device)});
+    for (const IdentifiedCamera &camera : cameras)
+        texts.append(cameraText(camera));
     return texts;
 }
 
@@ -81,34 +78,25 @@ QString describeFormat(const QCameraFormat &format)
         .arg(double(format.maxFrameRate()));
 }
 
-const char *permissionStatusText(MediaPermissionStatus status)
-{
-    switch (status) {
-    case MediaPermissionStatus::Granted:
-        return "已授予";
-    case MediaPermissionStatus::Denied:
-        return "被拒绝";
-    case MediaPermissionStatus::Undetermined:
-        break;
-    }
-    return "未确定";
-}
-
 } // namespace
 
 // ---- Cameras -------------------------------------------------------------------------------
 
 bool TavroVideo::isUsbVideoLikeDevice(const QCameraDevice &device)
 {
-    return ::isUsbVideoLikeDevice({device.description(), cameraIdentity(device)});
+    return looksLikeUsbVideo({device.description(), cameraIdentity(device)});
 }
 
 QByteArray TavroVideo::pickPreferredInitialCameraId(const QList<QCameraDevice> &devices)
 {
-    return ::pickPreferredInitialCameraId(cameraTexts(devices));
+    const QList<IdentifiedCamera> cameras = identifiedVideoInputs();
+    QList<CameraText> texts;
+    for (const QCameraDevice &device : devices)
+        texts.append({device.description(), identityIn(cameras, device)});
+    return preferredInitialCameraId(texts);
 }
 
-void TavroVideo::enumerateCameras(QList<QCameraDevice> &out)
+QList<IdentifiedCamera> TavroVideo::enumerateIdentifiedCameras()
 {
     const QList<SystemCamera> systemCameras = systemCameraInventory();
     if (systemCameras.isEmpty()) {
@@ -123,12 +111,9 @@ void TavroVideo::enumerateCameras(QList<QCameraDevice> &out)
     }
 
     const QList<IdentifiedCamera> cameras = identifiedVideoInputs();
-    out.clear();
-    for (const IdentifiedCamera &camera : cameras)
-        out.append(camera.device);
     if (cameras.isEmpty()) {
         qDebug() << "[TavroVideo::enumerateCameras] No camera devices found.";
-        return;
+        return cameras;
     }
     qDebug().noquote().nospace()
         << "[TavroVideo::enumerateCameras] 枚举到" << cameras.size()
@@ -140,9 +125,18 @@ void TavroVideo::enumerateCameras(QList<QCameraDevice> &out)
         if (isTkUsbVideoDevice(text))
             qDebug().noquote()
                 << "    -> TK USB video 特征（优选次序 1：名称或 VID_a5c0+PID_2132）";
-        else if (::isUsbVideoLikeDevice(text))
+        else if (looksLikeUsbVideo(text))
             qDebug().noquote() << "    -> usb video 特征（优选次序 2）";
     }
+    return cameras;
+}
+
+void TavroVideo::enumerateCameras(QList<QCameraDevice> &out)
+{
+    out.clear();
+    const QList<IdentifiedCamera> cameras = enumerateIdentifiedCameras();
+    for (const IdentifiedCamera &camera : cameras)
+        out.append(camera.device);
 }
 
 QList<QCameraDevice> TavroVideo::getUvcDeviceList()
@@ -154,14 +148,13 @@ QList<QCameraDevice> TavroVideo::getUvcDeviceList()
 
 void TavroVideo::runDeferredFirstOpen()
 {
-    QList<QCameraDevice> list;
-    enumerateCameras(list);
-    if (list.isEmpty()) {
+    const QList<IdentifiedCamera> cameras = enumerateIdentifiedCameras();
+    if (cameras.isEmpty()) {
         qDebug() << "[TavroVideo] 初始化：首轮未检测到摄像头，可等待枚举更新";
         return;
     }
-    const QByteArray id = pickPreferredInitialCameraId(list);
-    qDebug().noquote() << "[TavroVideo] 初始化(事件循环后首轮)：在" << list.size()
+    const QByteArray id = preferredInitialCameraId(cameraTexts(cameras));
+    qDebug().noquote() << "[TavroVideo] 初始化(事件循环后首轮)：在" << cameras.size()
                        << "个摄像头中按 TK USB video -> usb video 次序优选，ID:"
                        << QString::fromUtf8(id);
 
@@ -191,12 +184,11 @@ void TavroVideo::onVideoInputsChangedForPreferred()
 {
     if (startupElapsedMs() > kPreferredCameraSwitchWindowMs || m_currentDeviceId.isEmpty())
         return;
-    QList<QCameraDevice> list;
-    enumerateCameras(list);
-    if (list.isEmpty())
+    const QList<IdentifiedCamera> cameras = enumerateIdentifiedCameras();
+    if (cameras.isEmpty())
         return;
-    const QList<CameraText> texts = cameraTexts(list);
-    const QByteArray preferred = ::pickPreferredInitialCameraId(texts);
+    const QList<CameraText> texts = cameraTexts(cameras);
+    const QByteArray preferred = preferredInitialCameraId(texts);
     if (preferred.isEmpty() || preferred == m_currentDeviceId)
         return;
 
@@ -212,85 +204,6 @@ void TavroVideo::onVideoInputsChangedForPreferred()
         qDebug() << "[TavroVideo] 摄像头枚举更新，从非 TK USB 设备切换到优选 TK USB 设备";
         openCamera(preferred);
     }
-}
-
-// ---- Permissions ---------------------------------------------------------------------------
-
-void TavroVideo::requestCameraPermissionEarly()
-{
-    const MediaPermissionStatus status = mediaPermissionStatus(MediaPermission::Camera);
-    qDebug() << "[TavroVideo::requestCameraPermissionEarly] 相机权限状态:"
-             << permissionStatusText(status);
-    const auto denied = [this] {
-        qWarning() << "[TavroVideo::requestCameraPermissionEarly] 相机权限被拒绝";
-        qWarning() << "请前往 系统设置 > 隐私与安全性 > 相机 中授予权限";
-        showCameraPermissionDialog();
-        emit cameraPermissionDenied();
-    };
-    switch (status) {
-    case MediaPermissionStatus::Undetermined:
-        requestMediaPermission(MediaPermission::Camera, this,
-                               [this, denied](MediaPermissionStatus result) {
-                                   qDebug() << "[TavroVideo::requestCameraPermissionEarly] "
-                                               "权限申请完成，状态:"
-                                            << permissionStatusText(result);
-                                   if (result == MediaPermissionStatus::Granted)
-                                       emit cameraPermissionGranted();
-                                   else
-                                       denied();
-                               });
-        break;
-    case MediaPermissionStatus::Granted:
-        emit cameraPermissionGranted();
-        break;
-    case MediaPermissionStatus::Denied:
-        denied();
-        break;
-    }
-    requestMicrophonePermissionEarly();
-}
-
-void TavroVideo::requestMicrophonePermissionEarly()
-{
-    const MediaPermissionStatus status = mediaPermissionStatus(MediaPermission::Microphone);
-    qDebug() << "[TavroVideo::requestMicrophonePermissionEarly] 麦克风权限状态:"
-             << permissionStatusText(status);
-    if (status == MediaPermissionStatus::Undetermined) {
-        requestMediaPermission(MediaPermission::Microphone, this, [](MediaPermissionStatus result) {
-            qDebug() << "[TavroVideo::requestMicrophonePermissionEarly] 权限申请完成，状态:"
-                     << permissionStatusText(result);
-            if (result != MediaPermissionStatus::Granted)
-                qWarning() << "请前往 系统设置 > 隐私与安全性 > 麦克风 中授予权限";
-        });
-    } else if (status == MediaPermissionStatus::Denied) {
-        qWarning() << "请前往 系统设置 > 隐私与安全性 > 麦克风 中授予权限";
-    }
-}
-
-void TavroVideo::showCameraPermissionDialog()
-{
-    if (m_permissionDialogShowing) {
-        qDebug() << "[showCameraPermissionDialog] 摄像头权限对话框已显示过，跳过重复显示";
-        return;
-    }
-    m_permissionDialogShowing = true;
-    QMessageBox box(this);
-    box.setIcon(QMessageBox::Information);
-    box.setWindowTitle(QStringLiteral("需要摄像头权限"));
-    box.setText(QStringLiteral("应用需要摄像头权限以显示视频预览和进行视频通话。"));
-    box.setInformativeText(QStringLiteral(
-        "请按照以下步骤授权：\n\n1. 点击下方的「打开系统设置」按钮\n2. "
-        "在「隐私与安全性」→「相机」中\n3. 在列表中找到本应用程序\n4. "
-        "确保应用程序的权限开关处于启用状态\n5. 重启应用程序使权限生效\n\n注意：这是 macOS "
-        "系统的安全要求，我们不会滥用此权限。"));
-    QPushButton *openSettings =
-        box.addButton(QStringLiteral("打开系统设置"), QMessageBox::AcceptRole);
-    box.addButton(QStringLiteral("稍后设置"), QMessageBox::RejectRole);
-    box.setDefaultButton(openSettings);
-    box.exec();
-    if (box.clickedButton() == openSettings)
-        openSystemSettingsPane(SystemSettingsPane::CameraPrivacy);
-    m_permissionDialogShowing = false;
 }
 
 // ---- Open and close ------------------------------------------------------------------------
@@ -450,6 +363,7 @@ void TavroVideo::startCameraWithPermission()
         qDebug() << "[TavroVideo::startCameraWithPermission] 使用默认分辨率:"
                  << m_negotiatedResolution << "@" << m_negotiatedFps;
     }
+    syncResolutionCheck("[TavroVideo::startCameraWithPermission] 启动分辨率检查定时器", nullptr);
     update();
     qDebug() << "[TavroVideo::startCameraWithPermission] 相机启动完成，等待第一帧...";
     emit cameraStarted();
@@ -463,10 +377,6 @@ void TavroVideo::closeCamera(bool closeUart)
     ++m_captureGeneration;
     disconnect(m_videoSink, nullptr, this, nullptr);
 
-    if (m_resolutionCheckTimer->isActive()) {
-        m_resolutionCheckTimer->stop();
-        qDebug() << "[TavroVideo::closeCamera] 停止分辨率检查定时器";
-    }
     m_frameAgeClock.invalidate();
     m_audioPassthroughOn = false;
 
@@ -504,6 +414,7 @@ void TavroVideo::closeCamera(bool closeUart)
         delete m_camera;
         m_camera = nullptr;
     }
+    syncResolutionCheck(nullptr, "[TavroVideo::closeCamera] 停止分辨率检查定时器");
 
     clearDisplayState();
 
@@ -728,7 +639,7 @@ void TavroVideo::showNegotiatedFormatInStatusBar()
 QCameraFormat TavroVideo::findBestSupportedFormat(const QCameraDevice &device)
 {
     const QList<QCameraFormat> formats = device.videoFormats();
-    const int index = ::findBestSupportedFormat(describeFormats(formats), device.description());
+    const int index = bestSupportedFormatIndex(describeFormats(formats), device.description());
     return index < 0 ? QCameraFormat() : formats[index];
 }
 
@@ -740,87 +651,4 @@ QSize TavroVideo::getMaxSupportedResolution()
         return QSize();
     }
     return maxSupportedResolution(describeFormats(device.videoFormats()));
-}
-
-int TavroVideo::resolutionCheckIntervalMs() const
-{
-    return m_resolutionCheckTimer->interval();
-}
-
-void TavroVideo::checkAndSwitchToMaxResolution()
-{
-    if (!m_appActive) {
-        qDebug() << "[分辨率检查] 应用在后台，跳过分辨率检查";
-        return;
-    }
-    if (window()->isMinimized()) {
-        qDebug() << "[分辨率检查] 窗口最小化，跳过分辨率检查";
-        return;
-    }
-    if (!m_autoResolutionSwitchEnabled) {
-        qDebug() << "[分辨率检查] 自动切换已禁用，跳过检查";
-        return;
-    }
-    if (m_resolutionSwitchCount >= m_maxResolutionSwitches) {
-        qDebug() << "[分辨率检查] 已达到最大切换次数限制，停止自动检查";
-        stopResolutionCheck();
-        return;
-    }
-    qDebug() << "[分辨率检查] 开始检查当前分辨率和最大可用分辨率...";
-    if (findCameraByIdentity(m_currentDeviceId).isNull()) {
-        qDebug() << "[分辨率检查] 无法找到当前设备，跳过检查";
-        return;
-    }
-    const QSize maximum = getMaxSupportedResolution();
-    if (!maximum.isValid()) {
-        qDebug() << "[分辨率检查] 无法获取最大支持分辨率";
-        return;
-    }
-    const ResolutionCheckVerdict verdict = judgeResolutionCheck(m_negotiatedResolution, maximum);
-    if (verdict.switchWanted) {
-        qDebug() << "[分辨率检查] 检测到更高分辨率可用，准备切换...";
-        qDebug() << "  当前像素数:"
-                 << qint64(m_negotiatedResolution.width()) * m_negotiatedResolution.height();
-        qDebug() << "  最大像素数:" << qint64(maximum.width()) * maximum.height();
-        qDebug().noquote() << "  提升幅度:"
-                           << QStringLiteral("%1%").arg(verdict.gainPercent, 0, 'f', 1);
-        if (switchToResolution(maximum)) {
-            m_lastSwitchedResolution = maximum;
-            ++m_resolutionSwitchCount;
-            qDebug() << "[分辨率检查] 成功切换到更高分辨率，切换次数:" << m_resolutionSwitchCount;
-        } else {
-            qDebug() << "[分辨率检查] 切换到更高分辨率失败";
-        }
-        return;
-    }
-    qDebug() << "[分辨率检查] 当前分辨率已是最佳或接近最佳";
-    if (verdict.extendInterval) {
-        m_resolutionCheckTimer->setInterval(kExtendedResolutionCheckIntervalMs);
-        qDebug() << "[分辨率检查] 当前分辨率已接近最佳，延长检查间隔到30秒";
-    }
-}
-
-bool TavroVideo::switchToResolution(const QSize &target)
-{
-    if (target.width() < 0 || target.height() < 0) {
-        qDebug() << "[分辨率切换] 目标分辨率无效";
-        return false;
-    }
-    if (!m_camera || !m_camera->isActive()) {
-        qDebug() << "[分辨率切换] 相机未打开，无法切换分辨率";
-        return false;
-    }
-    qDebug() << "[分辨率切换] 准备切换到分辨率:" << target;
-    qDebug() << "[分辨率切换] 尝试直接切换分辨率";
-    // A running camera is never switched: the change would interrupt the picture.
-    qDebug() << "[分辨率切换] 当前平台不支持直接分辨率切换";
-    return false;
-}
-
-void TavroVideo::stopResolutionCheck()
-{
-    if (m_resolutionCheckTimer->isActive()) {
-        m_resolutionCheckTimer->stop();
-        qDebug() << "[分辨率检查] 停止定时检查";
-    }
 }

@@ -136,24 +136,18 @@ void TavroVideo::processVideoFrame(const QVideoFrame &frame)
     m_lastFrame = frame;
     ++m_frameSequence;
 
-    if (gpuVideoRequested() && VideoGlSurface::canFastUpload(frame.pixelFormat())) {
-        presentVideoFrame(frame);
-    } else {
-        m_pendingDecodeFrame = frame;
-        if (!m_decodeBusy)
-            startAsyncFrameDecodeWorker();
-    }
+    presentVideoFrame(frame);
 
     static quint64 measurementWindows = 0;
     ++m_framesInWindow;
-    const QDateTime now = QDateTime::currentDateTime();
-    if (!m_fpsWindowStart.isValid())
-        m_fpsWindowStart = now;
-    const qint64 elapsed = m_fpsWindowStart.msecsTo(now);
+    const qint64 now = nowMs();
+    if (m_fpsWindowStartMs == 0)
+        m_fpsWindowStartMs = now;
+    const qint64 elapsed = now - m_fpsWindowStartMs;
     if (elapsed >= kFpsWindowMs) {
         m_measuredFps = m_framesInWindow / (elapsed / 1000.0);
         m_framesInWindow = 0;
-        m_fpsWindowStart = now;
+        m_fpsWindowStartMs = now;
         if (++measurementWindows % kRenderReportEveryWindows == 0) {
             qDebug() << "[视频渲染] === 渲染报告 ===";
             qDebug() << "  实测FPS:" << m_measuredFps;
@@ -161,7 +155,7 @@ void TavroVideo::processVideoFrame(const QVideoFrame &frame)
             qDebug().noquote().nospace() << "  分辨率:" << frame.width() << "x" << frame.height();
             qDebug().noquote() << "  像素格式:" << formatName;
             qDebug() << "  渲染路径:"
-                     << "CPU异步解码(QPainter)";
+                     << (m_glSurfaceActive ? "GPU着色器(VideoGlSurface)" : "CPU异步解码(QPainter)");
             qDebug() << "  MJPEG:"
                      << (frame.pixelFormat() == QVideoFrameFormat::Format_Jpeg ? "是" : "否");
             qDebug().noquote() << QString(42, QLatin1Char('='));
@@ -174,9 +168,26 @@ bool TavroVideo::gpuVideoRequested()
     return qEnvironmentVariableIsSet("TAVROKVM_GPU_VIDEO");
 }
 
+bool TavroVideo::gpuVideoUsable()
+{
+    if (!gpuVideoRequested())
+        return false;
+    static const bool usable = [] {
+        const bool available = VideoGlSurface::openGlAvailable();
+        if (!available)
+            qWarning() << "[TavroVideo] 已设置 TAVROKVM_GPU_VIDEO，但无法创建 OpenGL 3.3 "
+                          "上下文，视频改走 CPU 路径";
+        return available;
+    }();
+    return usable;
+}
+
+// NV12, YUYV and UYVY go to the GPU surface when it can be used; every other frame, and every
+// frame without it, is converted on the CPU. A stream that changes from one to the other without
+// a close hides the surface, or its last picture would stay over the view.
 void TavroVideo::presentVideoFrame(const QVideoFrame &frame)
 {
-    if (gpuVideoRequested() && VideoGlSurface::canFastUpload(frame.pixelFormat())) {
+    if (gpuVideoUsable() && VideoGlSurface::canFastUpload(frame.pixelFormat())) {
         ensureVideoGlSurface();
         m_glSurfaceActive = true;
         if (m_glSurface->geometry() != rect())
@@ -189,10 +200,14 @@ void TavroVideo::presentVideoFrame(const QVideoFrame &frame)
         raiseOverlaysAboveVideo();
         return;
     }
-    if (m_glSurface)
+    if (m_glSurfaceActive) {
+        qDebug() << "[TavroVideo] 帧格式不再适用 GPU 着色器，切换到 CPU 路径";
         m_glSurface->hide();
-    m_glSurfaceActive = false;
-    scheduleVideoPaintUpdate();
+        m_glSurfaceActive = false;
+    }
+    m_pendingDecodeFrame = frame;
+    if (!m_decodeBusy)
+        startAsyncFrameDecodeWorker();
 }
 
 void TavroVideo::ensureVideoGlSurface()

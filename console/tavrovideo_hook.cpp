@@ -274,15 +274,14 @@ void TavroVideo::onWindowStateChanged(Qt::WindowStates oldState)
             qDebug() << "[TavroVideo::changeEvent] 最小化时停止键盘钩子";
             stopKeyboardHookIfRunning();
         }
-        m_resolutionCheckTimer->stop();
     } else if (!minimized && wasMinimized) {
         qDebug() << "[TavroVideo::changeEvent] 窗口从最小化恢复，恢复相关服务";
         if (m_appActive && !m_keyboardHookActive) {
             qDebug() << "[TavroVideo::changeEvent] 从最小化恢复时启动键盘钩子";
             startKeyboardHookIfStopped();
         }
-        m_resolutionCheckTimer->start();
     }
+    syncResolutionCheck(nullptr, nullptr);
     // A tap that survives keeps its enabled state in line with the window.
     KeyboardHookState &state = hookState();
     if (!state.tap)

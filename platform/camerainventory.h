@@ -10,8 +10,10 @@ struct SystemCamera
     QString uniqueId; // unique id (macOS) or device node "/dev/videoN" (Linux)
 };
 
-// macOS: AVFoundation video devices. Linux: V4L2 nodes that can capture video.
+// macOS: AVFoundation video devices. Linux: the first V4L2 node of each device (the one that
+// captures), named from sysfs without opening it.
 QList<SystemCamera> systemCameraInventory();
 
-// The same over another device folder, so that tests can point it at one they made.
-QList<SystemCamera> systemCameraInventoryIn(const QString &devDir);
+// The same over another system folder (Linux: a sysfs root), so that tests can point it at one
+// they made.
+QList<SystemCamera> systemCameraInventoryIn(const QString &systemDir);

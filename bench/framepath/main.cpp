@@ -24,6 +24,7 @@
 
 #include "console/tavrovideo.h"
 #include "db/dbmanager.h"
+#include "tests/support/tavrovideotestaccess.h"
 
 namespace {
 
@@ -158,7 +159,7 @@ Result run(const Config &config, double seconds)
     view.setParent(&window);
     view.setGeometry(0, 0, 1280, 720);
     window.show();
-    view.setCameraActiveForTests(true);
+    TavroVideoTestAccess::setCameraActive(view, true);
     QCoreApplication::processEvents();
 
     std::vector<QVideoFrame> frames;
@@ -254,7 +255,7 @@ int main(int argc, char **argv)
         {"YUYV", QVideoFrameFormat::Format_YUYV, {3840, 2160}, 30},
     };
     out << "frame road, view 1280x720, " << seconds << " s each, path "
-        << (TavroVideo::gpuVideoRequested() ? "GPU for NV12/YUYV" : "CPU") << ", platform "
+        << (TavroVideo::gpuVideoUsable() ? "GPU for NV12/YUYV" : "CPU") << ", platform "
         << QGuiApplication::platformName() << Qt::endl;
     out << "format            size        offered  shown fps  latency p50/p99 ms  "
            "GUI late p99/max ms  RSS MiB"

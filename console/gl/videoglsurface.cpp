@@ -4,6 +4,7 @@
 
 #include <QDebug>
 #include <QMutexLocker>
+#include <QOffscreenSurface>
 #include <QOpenGLContext>
 #include <QOpenGLFunctions>
 #include <QOpenGLShaderProgram>
@@ -109,6 +110,27 @@ VideoGlSurface::~VideoGlSurface()
     // The base class destroys the context after this destructor; nothing of ours may run then.
     if (QOpenGLContext *glContext = context())
         disconnect(glContext, nullptr, this, nullptr);
+}
+
+bool VideoGlSurface::openGlAvailable()
+{
+    static const bool available = [] {
+        QSurfaceFormat format;
+        format.setVersion(3, 3);
+        format.setProfile(QSurfaceFormat::CoreProfile);
+        QOpenGLContext context;
+        context.setFormat(format);
+        if (!context.create() || context.format().version() < qMakePair(3, 3))
+            return false;
+        QOffscreenSurface surface;
+        surface.setFormat(context.format());
+        surface.create();
+        if (!surface.isValid() || !context.makeCurrent(&surface))
+            return false;
+        context.doneCurrent();
+        return true;
+    }();
+    return available;
 }
 
 bool VideoGlSurface::canFastUpload(QVideoFrameFormat::PixelFormat format)

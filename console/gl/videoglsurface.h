@@ -23,6 +23,11 @@ public:
     // True exactly for the formats the shaders convert: UYVY, YUYV and NV12.
     static bool canFastUpload(QVideoFrameFormat::PixelFormat format);
 
+    // Whether this platform can make the OpenGL 3.3 core context the surface needs. Asked once
+    // per process, on the GUI thread; a surface must not be made when this is false (the
+    // offscreen platform, a display without OpenGL).
+    static bool openGlAvailable();
+
     // Copies the frame's planes for the next paint. An invalid or unmappable frame, or one of a
     // format the shaders do not convert, leaves nothing to draw (the surface shows black).
     void setVideoFrame(const QVideoFrame &frame);

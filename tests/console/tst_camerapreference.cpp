@@ -108,7 +108,7 @@ void TestCameraPreference::usbVideoLike()
     QFETCH(QString, description);
     QFETCH(QByteArray, id);
     QFETCH(bool, expected);
-    QCOMPARE(isUsbVideoLikeDevice({description, id}), expected);
+    QCOMPARE(looksLikeUsbVideo({description, id}), expected);
 }
 
 void TestCameraPreference::preferredCamera_data()
@@ -145,7 +145,7 @@ void TestCameraPreference::preferredCamera()
 {
     QFETCH(QList<CameraText>, cameras);
     QFETCH(QByteArray, expected);
-    QCOMPARE(pickPreferredInitialCameraId(cameras), expected);
+    QCOMPARE(preferredInitialCameraId(cameras), expected);
 }
 
 QTEST_APPLESS_MAIN(TestCameraPreference)

@@ -64,7 +64,7 @@ int negotiate(const Formats &formats)
 
 int findBest(const Formats &formats)
 {
-    return withLog([&] { return findBestSupportedFormat(formats, QStringLiteral("camera")); });
+    return withLog([&] { return bestSupportedFormatIndex(formats, QStringLiteral("camera")); });
 }
 
 } // namespace

@@ -16,6 +16,7 @@
 #include "serial/deviceuartmanager.h"
 #include "serial/uartmanager.h"
 #include "tests/support/boxsimprocess.h"
+#include "tests/support/tavrovideotestaccess.h"
 #include "ui/mainwindow.h"
 
 namespace {
@@ -80,6 +81,7 @@ private slots:
     void boxAppearingLateSwitchesNothing();
     void secondBoxModelWinsOverGenericUsbVideo();
     void replugBoxGetsItsRecordBack();
+    void resolutionCheckRunsWhileACameraIsShownInFront();
 
 private:
     // A main window with the console view; waits until the first open has started a camera.
@@ -205,7 +207,7 @@ void TestTavroVideoCapture::openingTheShownCameraAfterAStallReopensIt()
     const QByteArray id = m_view->currentDeviceId();
     QSignalSpy started(m_view, &TavroVideo::cameraStarted);
     // 1.8 s without a frame: the view no longer trusts the stream.
-    m_view->advanceClockForTests(1900);
+    TavroVideoTestAccess::advanceClock(*m_view, 1900);
     m_view->openCamera(id);
     QCOMPARE(logCount(QStringLiteral("同设备处于 active 但帧流超时，执行强制重开")), 1);
     const int agoAt = g_logLines.filter("lastFrameAgoMs=").value(0).indexOf("lastFrameAgoMs=");
@@ -262,7 +264,7 @@ void TestTavroVideoCapture::boxAppearingEarlySwitchesOnce()
     startConsole("builtin");
     QVERIFY(!m_view->currentDeviceId().contains("vid_a5c0"));
     QSignalSpy started(m_view, &TavroVideo::cameraStarted);
-    m_view->advanceClockForTests(3000 - 1000); // about 3 s after the view started
+    TavroVideoTestAccess::advanceClock(*m_view, 3000 - 1000); // about 3 s after the view started
     writeScene("builtin,box:TKLATE01");
     QVERIFY(started.wait(kOpenTimeoutMs));
     QTest::qWait(1500);
@@ -277,7 +279,7 @@ void TestTavroVideoCapture::boxAppearingLateSwitchesNothing()
     const QByteArray builtin = m_view->currentDeviceId();
     QSignalSpy started(m_view, &TavroVideo::cameraStarted);
     QSignalSpy inputs(m_view, &TavroVideo::uvcInputsChanged);
-    m_view->advanceClockForTests(6000);
+    TavroVideoTestAccess::advanceClock(*m_view, 6000);
     writeScene("builtin,box:TKLATE02");
     QVERIFY(inputs.wait(kOpenTimeoutMs));
     QTest::qWait(1000);
@@ -322,6 +324,28 @@ void TestTavroVideoCapture::replugBoxGetsItsRecordBack()
     QCOMPARE(record.value("cursor_correction_enabled").toInt(), 1);
     QVERIFY(UartManager::instance()->getDeviceUartManager(did)->isConnected());
     QVERIFY(waitForFrames(2));
+}
+
+void TestTavroVideoCapture::resolutionCheckRunsWhileACameraIsShownInFront()
+{
+    // The application becomes active only once the window shows, after the view was made.
+    startConsole("box:TKRES01");
+    QTRY_COMPARE(QGuiApplication::applicationState(), Qt::ApplicationActive);
+    QVERIFY(TavroVideoTestAccess::resolutionCheckRunning(*m_view));
+
+    m_window->showMinimized();
+    QTRY_VERIFY(!TavroVideoTestAccess::resolutionCheckRunning(*m_view));
+    m_window->showNormal();
+    QTRY_VERIFY(TavroVideoTestAccess::resolutionCheckRunning(*m_view));
+
+    // Reopening the shown camera keeps it running; without a camera there is nothing to check.
+    QSignalSpy started(m_view, &TavroVideo::cameraStarted);
+    TavroVideoTestAccess::advanceClock(*m_view, 1900);
+    m_view->openCamera(m_view->currentDeviceId());
+    QVERIFY(started.count() == 1 || started.wait(kOpenTimeoutMs));
+    QVERIFY(TavroVideoTestAccess::resolutionCheckRunning(*m_view));
+    m_view->closeCamera(false);
+    QVERIFY(!TavroVideoTestAccess::resolutionCheckRunning(*m_view));
 }
 
 int main(int argc, char **argv)

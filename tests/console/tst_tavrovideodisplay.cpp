@@ -11,6 +11,7 @@
 #include "console/tavrovideo.h"
 #include "console/yuvconvert.h"
 #include "db/dbmanager.h"
+#include "tests/support/tavrovideotestaccess.h"
 #include "tests/support/videoframes.h"
 
 class TestTavroVideoDisplay : public QObject
@@ -31,6 +32,7 @@ private slots:
     void framesTakeTheCpuPathWithoutTheSwitch_data();
     void framesTakeTheCpuPathWithoutTheSwitch();
     void closedViewIgnoresFrames();
+    void gpuRequestWithoutOpenGlTakesTheCpuPath();
     void conversionMatchesTheToolkit_data();
     void conversionMatchesTheToolkit();
 
@@ -51,7 +53,7 @@ void TestTavroVideoDisplay::initTestCase()
 void TestTavroVideoDisplay::init()
 {
     m_view = new TavroVideo;
-    m_view->setCameraActiveForTests(true);
+    TavroVideoTestAccess::setCameraActive(*m_view, true);
 }
 
 void TestTavroVideoDisplay::cleanup()
@@ -181,13 +183,27 @@ void TestTavroVideoDisplay::framesTakeTheCpuPathWithoutTheSwitch()
 
 void TestTavroVideoDisplay::closedViewIgnoresFrames()
 {
-    m_view->setCameraActiveForTests(false);
+    TavroVideoTestAccess::setCameraActive(*m_view, false);
     m_view->processVideoFrame(greyVideoFrame({640, 480}, QVideoFrameFormat::Format_NV12));
-    m_view->setCameraActiveForTests(true);
+    TavroVideoTestAccess::setCameraActive(*m_view, true);
     m_view->processVideoFrame(QVideoFrame()); // a sink emits one when it flushes
     QCOMPARE(m_view->frameSequence(), quint32(0));
     QCOMPARE(m_view->decodeJobsStarted(), quint64(0));
     QCOMPARE(m_view->lastFrameTimeMs(), qint64(0));
+}
+
+void TestTavroVideoDisplay::gpuRequestWithoutOpenGlTakesTheCpuPath()
+{
+    qputenv("TAVROKVM_GPU_VIDEO", "1");
+    QTest::ignoreMessage(QtWarningMsg, "[TavroVideo] 已设置 TAVROKVM_GPU_VIDEO，但无法创建 "
+                                       "OpenGL 3.3 上下文，视频改走 CPU 路径");
+    m_view->processVideoFrame(greyVideoFrame({640, 480}, QVideoFrameFormat::Format_NV12));
+    m_view->processVideoFrame(greyVideoFrame({640, 480}, QVideoFrameFormat::Format_NV12));
+    qunsetenv("TAVROKVM_GPU_VIDEO");
+    QVERIFY(!m_view->videoGlSurface());
+    QVERIFY(!m_view->isGlSurfaceActive());
+    QVERIFY(m_view->decodeJobsStarted() >= 1);
+    QTRY_VERIFY(!m_view->convertedImage().isNull());
 }
 
 void TestTavroVideoDisplay::conversionMatchesTheToolkit_data()
@@ -258,5 +274,13 @@ void TestTavroVideoDisplay::conversionMatchesTheToolkit()
     }
 }
 
-QTEST_MAIN(TestTavroVideoDisplay)
+int main(int argc, char **argv)
+{
+    // No OpenGL at all, even where the offscreen platform could reach an X server's.
+    qputenv("QT_QPA_OFFSCREEN_NO_GLX", "1");
+    qunsetenv("DISPLAY");
+    QApplication app(argc, argv);
+    TestTavroVideoDisplay test;
+    return QTest::qExec(&test, argc, argv);
+}
 #include "tst_tavrovideodisplay.moc"

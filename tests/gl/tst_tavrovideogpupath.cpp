@@ -9,7 +9,19 @@
 #include "console/gl/videoglsurface.h"
 #include "console/tavrovideo.h"
 #include "db/dbmanager.h"
+#include "tests/support/tavrovideotestaccess.h"
 #include "tests/support/videoframes.h"
+
+namespace {
+
+QStringList g_lines;
+
+void recordLine(QtMsgType, const QMessageLogContext &, const QString &message)
+{
+    g_lines.append(message);
+}
+
+} // namespace
 
 class TestTavroVideoGpuPath : public QObject
 {
@@ -39,7 +51,7 @@ void TestTavroVideoGpuPath::pathFollowsTheFormat()
     view.resize(800, 450);
     view.show();
     QVERIFY(QTest::qWaitForWindowExposed(&view));
-    view.setCameraActiveForTests(true);
+    TavroVideoTestAccess::setCameraActive(view, true);
 
     // Decoded MJPEG arrives as YUV420P: no shader for it, so the CPU path draws it.
     view.processVideoFrame(greyVideoFrame({640, 360}, QVideoFrameFormat::Format_YUV420P));
@@ -58,6 +70,26 @@ void TestTavroVideoGpuPath::pathFollowsTheFormat()
 
     view.resize(1000, 500);
     QTRY_COMPARE(surface->geometry(), view.rect());
+
+    // The rate report names the path the pictures take.
+    g_lines.clear();
+    const QtMessageHandler previous = qInstallMessageHandler(recordLine);
+    for (int second = 0; second < 61; ++second) {
+        TavroVideoTestAccess::advanceClock(view, 1000);
+        view.processVideoFrame(greyVideoFrame({640, 360}, QVideoFrameFormat::Format_NV12));
+    }
+    qInstallMessageHandler(previous);
+    QVERIFY2(g_lines.contains(QStringLiteral("  渲染路径: GPU着色器(VideoGlSurface)")),
+             qPrintable(g_lines.join('\n')));
+
+    // The stream changes to a format the shaders do not convert, without a close: the surface
+    // steps aside for the CPU path.
+    view.processVideoFrame(greyVideoFrame({640, 360}, QVideoFrameFormat::Format_YUV420P));
+    QVERIFY(!view.isGlSurfaceActive());
+    QVERIFY(!surface->isVisible());
+    QTRY_COMPARE(view.decodeJobsStarted(), quint64(2));
+    view.processVideoFrame(greyVideoFrame({640, 360}, QVideoFrameFormat::Format_NV12));
+    QVERIFY(surface->isVisible());
 
     QPointer<VideoGlSurface> watched(surface);
     view.closeCamera(true);

@@ -58,13 +58,32 @@ void TestPlatformServices::inventoryOfFoldersWithoutCameras()
     QVERIFY(empty.isValid());
     QVERIFY(systemCameraInventoryIn(empty.path()).isEmpty());
 
-    // Files named like video nodes that are no devices are skipped.
+    // A sysfs tree: a camera's capture node, its metadata node, a node without a name, and a
+    // second camera; listed by node number, named without opening anything.
     QTemporaryDir fake;
-    QFile node(fake.filePath("video0"));
-    QVERIFY(node.open(QIODevice::WriteOnly));
-    node.write("not a device");
-    node.close();
-    QVERIFY(systemCameraInventoryIn(fake.path()).isEmpty());
+    const auto node = [&fake](const QString &name, const QByteArray &card,
+                              const QByteArray &index) {
+        const QString dir = fake.filePath("class/video4linux/" + name);
+        QVERIFY(QDir().mkpath(dir));
+        for (const auto &[file, text] :
+             {std::pair{QStringLiteral("name"), card}, std::pair{QStringLiteral("index"), index}}) {
+            if (text.isNull())
+                continue;
+            QFile attribute(dir + "/" + file);
+            QVERIFY(attribute.open(QIODevice::WriteOnly));
+            attribute.write(text + "\n");
+        }
+    };
+    node("video10", "TK USB3 Video", "0");
+    node("video11", "TK USB3 Video", "1");
+    node("video2", "Integrated Camera", QByteArray());
+    node("video3", QByteArray(), "0");
+    const QList<SystemCamera> cameras = systemCameraInventoryIn(fake.path());
+    QCOMPARE(cameras.size(), 2);
+    QCOMPARE(cameras[0].name, QStringLiteral("Integrated Camera"));
+    QCOMPARE(cameras[0].uniqueId, QStringLiteral("/dev/video2"));
+    QCOMPARE(cameras[1].name, QStringLiteral("TK USB3 Video"));
+    QCOMPARE(cameras[1].uniqueId, QStringLiteral("/dev/video10"));
     QVERIFY(systemCameraInventoryIn(fake.filePath("missing")).isEmpty());
 }
 
