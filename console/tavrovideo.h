@@ -232,6 +232,12 @@ private:
     // tavrovideo_mouse.cpp
     void createMouseTimers();
     void flushPendingMouseMove();
+    // Sends the pending move now, so that no later report overtakes it.
+    void flushPendingMouseMoveBeforeButton();
+    // Encodes and writes one mouse frame; keeps the buttons the target holds.
+    bool writeMouseFrame(DeviceUartManager *link, int x, int y, quint8 buttons, quint8 wheel);
+    // Lets go of every button the target still holds from this view, at the last position.
+    void releaseHeldMouseButtons();
     bool mapEventToTarget(const QPointF &position, TargetPoint &point);
     bool canSendMouse() const;
     void updateWatermark();
@@ -340,6 +346,8 @@ private:
     QPoint m_pendingMousePos{-1, -1};
     quint8 m_pendingMouseButtons = 0;
     QPoint m_lastSentMousePos{-1, -1};
+    QPoint m_lastReportPos{-1, -1};  // target position of the last report sent
+    quint8 m_targetMouseButtons = 0; // buttons the target holds from this view's reports
     bool m_mouseThrottleEnabled = true;
     int m_mouseThrottleIntervalMs = 1;
     int m_mouseMinDistance = 0;

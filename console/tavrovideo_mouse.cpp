@@ -6,6 +6,7 @@
 #include <QMouseEvent>
 #include <QTimer>
 #include <QWheelEvent>
+#include <algorithm>
 
 #include "console/input/mouserules.h"
 #include "console/tavrovideo.h"
@@ -72,14 +73,37 @@ bool TavroVideo::sendMouseCoordinates(int x, int y, unsigned char buttons, unsig
     DeviceUartManager *link = currentLink();
     if (!isLinkOpen(link) || !isAppReallyInForeground())
         return false;
+    return writeMouseFrame(link, x, y, buttons, wheel);
+}
+
+bool TavroVideo::writeMouseFrame(DeviceUartManager *link, int x, int y, quint8 buttons,
+                                 quint8 wheel)
+{
     quint16 size[2];
     mouseReportSize(m_negotiatedResolution, m_blackBorderInfo, size);
-    const quint16 point[2] = {quint16(x), quint16(y)};
+    const quint16 point[2] = {quint16(std::max(0, x)), quint16(std::max(0, y))};
     uint8_t buffer[kMouseReportBufferSize] = {};
     if (coord_convert(m_uartProtocol, m_coordMode, size, point, buttons, wheel, buffer) < 0)
         return false;
-    return link->sendData(
-        QByteArray(reinterpret_cast<const char *>(buffer), kCh9329MouseFrameSize));
+    if (!link->sendData(QByteArray(reinterpret_cast<const char *>(buffer), kCh9329MouseFrameSize)))
+        return false;
+    m_targetMouseButtons = buttons;
+    m_lastReportPos = QPoint(x, y);
+    return true;
+}
+
+void TavroVideo::releaseHeldMouseButtons()
+{
+    m_pendingMouseButtons = 0;
+    if (m_targetMouseButtons == 0)
+        return;
+    DeviceUartManager *link = currentLink();
+    // Sent without the foreground check: the view is just leaving the foreground.
+    if (isLinkOpen(link) && m_lastReportPos.x() >= 0) {
+        qDebug() << "[鼠标事件] 释放目标机仍按住的鼠标按键:" << m_targetMouseButtons;
+        writeMouseFrame(link, m_lastReportPos.x(), m_lastReportPos.y(), 0, 0);
+    }
+    m_targetMouseButtons = 0;
 }
 
 void TavroVideo::flushPendingMouseMove()
@@ -88,6 +112,15 @@ void TavroVideo::flushPendingMouseMove()
     m_lastSentMousePos = m_pendingMousePos;
     m_pendingMousePos = kNoMousePos;
     m_pendingMouseButtons = 0;
+}
+
+void TavroVideo::flushPendingMouseMoveBeforeButton()
+{
+    if (!m_mouseThrottleTimer->isActive())
+        return;
+    m_mouseThrottleTimer->stop();
+    if (m_mouseThrottleEnabled && m_pendingMousePos != kNoMousePos)
+        flushPendingMouseMove();
 }
 
 void TavroVideo::mousePressEvent(QMouseEvent *event)
@@ -113,11 +146,7 @@ void TavroVideo::mousePressEvent(QMouseEvent *event)
         pressDebugCounter = 0;
     }
     // The press must not overtake the move that led to it.
-    if (m_mouseThrottleTimer->isActive()) {
-        m_mouseThrottleTimer->stop();
-        if (m_mouseThrottleEnabled && m_pendingMousePos != kNoMousePos)
-            flushPendingMouseMove();
-    }
+    flushPendingMouseMoveBeforeButton();
     const Qt::MouseButton button = event->button();
     if (!insideTarget(p) || getCurrentDeviceDid().isEmpty()) {
         qDebug().noquote() << QStringLiteral(
@@ -142,14 +171,20 @@ void TavroVideo::mouseReleaseEvent(QMouseEvent *event)
         QWidget::mouseReleaseEvent(event);
         return;
     }
+    // The move that led here goes first: a move sent after the release would still carry the
+    // released button and press it again on the target.
+    flushPendingMouseMoveBeforeButton();
+    const quint8 buttons = releaseReportButtons(event->button(), event->buttons());
     TargetPoint p;
-    if (!mapEventToTarget(event->position(), p)) {
-        QWidget::mouseReleaseEvent(event);
-        return;
+    if (mapEventToTarget(event->position(), p) && insideTarget(p)) {
+        if (canSendMouse())
+            sendMouseCoordinates(p.x, p.y, buttons, 0);
+        m_lastMousePos = QPoint(p.x, p.y);
+    } else if ((m_targetMouseButtons & ~buttons) && m_lastMousePos.x() >= 0 && canSendMouse()) {
+        // A drag that ends on the letterbox bar or outside the view still lets go of the
+        // button, where the pointer last was on the picture.
+        sendMouseCoordinates(m_lastMousePos.x(), m_lastMousePos.y(), buttons, 0);
     }
-    if (insideTarget(p) && canSendMouse())
-        sendMouseCoordinates(p.x, p.y, releaseReportButtons(event->button(), event->buttons()), 0);
-    m_lastMousePos = QPoint(p.x, p.y);
     QWidget::mouseReleaseEvent(event);
 }
 

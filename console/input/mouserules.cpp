@@ -2,6 +2,17 @@
 
 #include <algorithm>
 
+namespace {
+
+int scaleToFrame(int shown, int shownSize, int frameSize)
+{
+    if (shownSize <= 1)
+        return 0;
+    return int(double(shown) * (frameSize - 1) / (shownSize - 1) + 0.5);
+}
+
+} // namespace
+
 bool mapWidgetToTarget(const QPoint &pos, const QRect &picture, const QSize &capture,
                        const image_blank_info &borders, TargetPoint &out)
 {
@@ -15,9 +26,10 @@ bool mapWidgetToTarget(const QPoint &pos, const QRect &picture, const QSize &cap
     }
     const int width = resW - (borders.left + borders.right);
     const int height = resH - (borders.top + borders.bottom);
-    // Scale first, then truncate: the picture's last column must land on the frame's last one.
-    int x = int(double(resW) / picture.width() * (pos.x() - picture.left())) - borders.left;
-    int y = int(double(resH) / picture.height() * (pos.y() - picture.top())) - borders.top;
+    // The picture's first and last columns (and rows) are the frame's first and last, whether
+    // the picture is shown smaller or larger than captured; between them the nearest pixel.
+    int x = scaleToFrame(pos.x() - picture.left(), picture.width(), resW) - borders.left;
+    int y = scaleToFrame(pos.y() - picture.top(), picture.height(), resH) - borders.top;
     x = std::max(0, std::min(x, width - 1));
     y = std::max(0, std::min(y, height - 1));
     out = TargetPoint{x, y, width, height};
@@ -26,8 +38,14 @@ bool mapWidgetToTarget(const QPoint &pos, const QRect &picture, const QSize &cap
 
 void mouseReportSize(const QSize &capture, const image_blank_info &borders, quint16 size[2])
 {
-    const int resW = std::max(0, capture.width());
-    const int resH = std::max(0, capture.height());
+    // The same size the mapping used, so that a mapped position never scales past the report's
+    // 0..4095 range.
+    int resW = capture.width();
+    int resH = capture.height();
+    if (resW <= 0 || resH <= 0) {
+        resW = kMouseFallbackWidth;
+        resH = kMouseFallbackHeight;
+    }
     size[0] = quint16(resW - (borders.left + borders.right));
     size[1] = quint16(resH - (borders.top + borders.bottom));
 }

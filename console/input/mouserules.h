@@ -27,13 +27,14 @@ struct TargetPoint
 
 // Maps `pos` (widget coordinates) through the displayed picture rectangle `picture` (inclusive
 // corners) onto the captured frame of size `capture` (1920x1080 when unknown), less the black
-// borders around the target's picture. False when `pos` lies outside `picture`; the result is
-// clamped into the target's picture otherwise.
+// borders around the target's picture; the picture's edges map onto the frame's edges.
+// False when `pos` lies outside `picture`; the result is clamped into the target's picture
+// otherwise.
 bool mapWidgetToTarget(const QPoint &pos, const QRect &picture, const QSize &capture,
                        const image_blank_info &borders, TargetPoint &out);
 
 // Size of the target's screen as the report encoder scales against it: the capture resolution
-// (0 while unknown, no fallback) less the borders, cut to 16 bits.
+// (1920x1080 while unknown, as for the mapping) less the borders, cut to 16 bits.
 void mouseReportSize(const QSize &capture, const image_blank_info &borders, quint16 size[2]);
 
 // Button bits of the report sent for a press of `pressed` while `held` are down.

@@ -56,24 +56,28 @@ void TestMouseRules::mapping_data()
         << QPoint(640, 400) << wide << fullHd << none << true << QPoint(960, 540) << fullHd;
     QTest::newRow("top-left corner")
         << QPoint(0, 40) << wide << fullHd << none << true << QPoint(0, 0) << fullHd;
-    QTest::newRow("last column and row: width-1")
-        << QPoint(1279, 759) << wide << fullHd << none << true << QPoint(1918, 1078) << fullHd;
+    // Shown smaller than captured, the last shown column still reaches the last target column.
+    QTest::newRow("last column and row reach the target's last")
+        << QPoint(1279, 759) << wide << fullHd << none << true << QPoint(1919, 1079) << fullHd;
     QTest::newRow("letterbox bar above")
         << QPoint(640, 39) << wide << fullHd << none << false << QPoint() << QSize();
     QTest::newRow("letterbox bar below")
         << QPoint(640, 760) << wide << fullHd << none << false << QPoint() << QSize();
     QTest::newRow("no picture yet")
         << QPoint(10, 10) << QRect() << fullHd << none << false << QPoint() << QSize();
-    // One view pixel is 1.5 frame pixels: the scaled position is truncated, not rounded.
-    QTest::newRow("truncates") << QPoint(3, 41) << wide << fullHd << none << true << QPoint(4, 1)
-                               << fullHd;
+    // One view pixel is about 1.5 frame pixels: the nearest frame pixel.
+    QTest::newRow("nearest frame pixel")
+        << QPoint(3, 41) << wide << fullHd << none << true << QPoint(5, 2) << fullHd;
     QTest::newRow("unknown resolution falls back to 1920x1080")
         << QPoint(640, 400) << wide << QSize(-1, -1) << none << true << QPoint(960, 540) << fullHd;
     QTest::newRow("zero resolution falls back too")
         << QPoint(640, 400) << wide << QSize(0, 1080) << none << true << QPoint(960, 540) << fullHd;
     QTest::newRow("4K capture in a 1920x1080 picture")
         << QPoint(1919, 1079) << QRect(0, 0, 1920, 1080) << QSize(3840, 2160) << none << true
-        << QPoint(3838, 2158) << QSize(3840, 2160);
+        << QPoint(3839, 2159) << QSize(3840, 2160);
+    QTest::newRow("720p capture shown larger")
+        << QPoint(1919, 1079) << QRect(0, 0, 1920, 1080) << QSize(1280, 720) << none << true
+        << QPoint(1279, 719) << QSize(1280, 720);
     // A 1280x720 target inside a 1920x1080 frame, with 320 black columns each side and 180 rows.
     const image_blank_info pillar = borders(180, 320, 180, 320);
     QTest::newRow("borders shift the origin") << QPoint(640, 400) << wide << fullHd << pillar
@@ -105,6 +109,13 @@ void TestMouseRules::mapping()
     }
     QCOMPARE(QPoint(point.x, point.y), mapped);
     QCOMPARE(QSize(point.width, point.height), target);
+    // Scaled against the report's size, as the encoder does, the position stays on the wire's
+    // 0..4095 scale.
+    quint16 size[2];
+    mouseReportSize(capture, borders, size);
+    QCOMPARE(QSize(size[0], size[1]), target);
+    QVERIFY(point.x * 4096 / size[0] <= 4095);
+    QVERIFY(point.y * 4096 / size[1] <= 4095);
 }
 
 void TestMouseRules::reportSize_data()
@@ -117,8 +128,9 @@ void TestMouseRules::reportSize_data()
     QTest::newRow("plain") << QSize(1920, 1080) << image_blank_info() << 1920 << 1080;
     QTest::newRow("less borders") << QSize(1920, 1080) << borders(180, 320, 180, 320) << 1280
                                   << 720;
-    // Unlike the mapping, the report has no fallback: the encoder refuses or uses its last size.
-    QTest::newRow("unknown is zero") << QSize(-1, -1) << image_blank_info() << 0 << 0;
+    // The mapping's own fallback: a position mapped against 1920x1080 is scaled against it too.
+    QTest::newRow("unknown is the mapping's fallback")
+        << QSize(-1, -1) << image_blank_info() << 1920 << 1080;
 }
 
 void TestMouseRules::reportSize()

@@ -39,6 +39,9 @@ private slots:
     void bordersShiftAndClampTheMapping();
     void backgroundSendsNothing();
     void disablingTheThrottleSendsThePendingMove();
+    void dragReleasedWithinTheThrottleEndsWithTheButtonUp();
+    void dragReleasedOnTheLetterboxBarLetsGo();
+    void noPositionBeyondTheScaleAfterClose();
 
 private:
     BoxSimProcess &box() { return m_console.box(); }
@@ -94,8 +97,8 @@ void TestTavroVideoMouse::clickReachesTheTargetAtTheMappedPosition()
     const QPoint at(r.left() + r.width() / 4, r.top() + r.height() / 2);
     send(QEvent::MouseButtonPress, at, Qt::LeftButton, Qt::LeftButton);
     const QPoint mapped = m_view->lastMousePos();
-    QCOMPARE(mapped.x(), int(double(kCaptureWidth) / r.width() * (at.x() - r.left())));
-    QCOMPARE(mapped.y(), int(double(kCaptureHeight) / r.height() * (at.y() - r.top())));
+    QCOMPARE(mapped.x(), int((at.x() - r.left()) * (kCaptureWidth - 1.0) / (r.width() - 1) + 0.5));
+    QCOMPARE(mapped.y(), int((at.y() - r.top()) * (kCaptureHeight - 1.0) / (r.height() - 1) + 0.5));
     QJsonObject report = nextReport();
     QCOMPARE(reportPosition(report), onBoxScale(mapped));
     QCOMPARE(report.value("buttons").toInt(), 0x01);
@@ -108,9 +111,8 @@ void TestTavroVideoMouse::clickReachesTheTargetAtTheMappedPosition()
     // The picture's last column is the target's last column, never one past it.
     send(QEvent::MouseButtonPress, r.bottomRight(), Qt::LeftButton, Qt::LeftButton);
     send(QEvent::MouseButtonRelease, r.bottomRight(), Qt::LeftButton, Qt::NoButton);
-    QVERIFY(m_view->lastMousePos().x() < kCaptureWidth);
-    QVERIFY(m_view->lastMousePos().y() < kCaptureHeight);
-    QVERIFY(reportPosition(nextReport()).x() < kBoxScale);
+    QCOMPARE(m_view->lastMousePos(), QPoint(kCaptureWidth - 1, kCaptureHeight - 1));
+    QCOMPARE(reportPosition(nextReport()), onBoxScale(m_view->lastMousePos()));
     nextReport();
 }
 
@@ -244,7 +246,8 @@ void TestTavroVideoMouse::bordersShiftAndClampTheMapping()
     send(QEvent::MouseButtonRelease, inside, Qt::LeftButton, Qt::NoButton);
     const QPoint mapped = m_view->lastMousePos();
     QCOMPARE(mapped.x(),
-             int(double(kCaptureWidth) / r.width() * (inside.x() - r.left())) - borders.left);
+             int((inside.x() - r.left()) * (kCaptureWidth - 1.0) / (r.width() - 1) + 0.5) -
+                 borders.left);
     QCOMPARE(reportPosition(nextReport()), onBoxScale(mapped, 2880, 1620));
     nextReport();
 
@@ -287,6 +290,76 @@ void TestTavroVideoMouse::disablingTheThrottleSendsThePendingMove()
     m_view->updateMouseThrottleSettings(0, -5);
     QCOMPARE(m_view->mouseThrottleIntervalMs(), 1);
     QCOMPARE(m_view->mouseMinDistance(), 0);
+}
+
+void TestTavroVideoMouse::dragReleasedWithinTheThrottleEndsWithTheButtonUp()
+{
+    const QRect r = picture();
+    const QPoint from(r.left() + 50, r.top() + 50);
+    const QPoint to(r.left() + 400, r.top() + 300);
+    send(QEvent::MouseButtonPress, from, Qt::LeftButton, Qt::LeftButton);
+    QCOMPARE(nextReport().value("buttons").toInt(), 0x01);
+    // The release follows the last move within the same pass of the event loop.
+    send(QEvent::MouseMove, to, Qt::NoButton, Qt::LeftButton);
+    send(QEvent::MouseButtonRelease, to, Qt::LeftButton, Qt::NoButton);
+    QJsonObject report = nextReport();
+    QCOMPARE(reportPosition(report), onBoxScale(m_view->lastMousePos()));
+    QCOMPARE(report.value("buttons").toInt(), 0x01);
+    QCOMPARE(nextReport().value("buttons").toInt(), 0x00);
+    const int reports = mouseReports();
+    QTest::qWait(kSettleMs);
+    QCOMPARE(mouseReports(), reports);
+}
+
+void TestTavroVideoMouse::dragReleasedOnTheLetterboxBarLetsGo()
+{
+    const QRect r = picture();
+    QVERIFY2(r.top() > 0 || r.left() > 0, "the window shows no letterbox bar");
+    const QPoint bar =
+        r.top() > 0 ? QPoint(r.center().x(), r.top() - 1) : QPoint(r.left() - 1, r.center().y());
+    const QPoint lastOnPicture =
+        r.top() > 0 ? QPoint(r.center().x(), r.top()) : QPoint(r.left(), r.center().y());
+    send(QEvent::MouseButtonPress, r.center(), Qt::LeftButton, Qt::LeftButton);
+    QCOMPARE(nextReport().value("buttons").toInt(), 0x01);
+    send(QEvent::MouseMove, lastOnPicture, Qt::NoButton, Qt::LeftButton);
+    const QPoint mapped = m_view->lastMousePos();
+    QCOMPARE(nextReport().value("buttons").toInt(), 0x01);
+    send(QEvent::MouseMove, bar, Qt::NoButton, Qt::LeftButton);
+    send(QEvent::MouseButtonRelease, bar, Qt::LeftButton, Qt::NoButton);
+    const QJsonObject report = nextReport();
+    QVERIFY(!report.isEmpty());
+    QCOMPARE(report.value("buttons").toInt(), 0x00);
+    QCOMPARE(reportPosition(report), onBoxScale(mapped));
+}
+
+void TestTavroVideoMouse::noPositionBeyondTheScaleAfterClose()
+{
+    // A 1280x720 target in the frame: the encoder keeps that size for later reports.
+    image_blank_info borders;
+    borders.left = borders.right = 1280;
+    borders.top = borders.bottom = 720;
+    m_view->setBlackBorderInfo(borders);
+    const QRect r = picture();
+    send(QEvent::MouseButtonPress, r.center(), Qt::LeftButton, Qt::LeftButton);
+    send(QEvent::MouseButtonRelease, r.center(), Qt::LeftButton, Qt::NoButton);
+    nextReport();
+    nextReport();
+    m_view->setBlackBorderInfo(image_blank_info());
+
+    // The camera closes (the link stays): the capture size is unknown now.
+    m_view->closeCamera(false);
+    const int reports = mouseReports();
+    send(QEvent::MouseButtonPress, r.bottomRight(), Qt::LeftButton, Qt::LeftButton);
+    send(QEvent::MouseButtonRelease, r.bottomRight(), Qt::LeftButton, Qt::NoButton);
+    QTest::qWait(kSettleMs);
+    const QList<QJsonObject> events = box().events();
+    int seen = 0;
+    for (const QJsonObject &event : events) {
+        if (event.value("event").toString() != QLatin1String("mouse") || seen++ < reports)
+            continue;
+        QVERIFY2(event.value("x").toInt() < kBoxScale && event.value("y").toInt() < kBoxScale,
+                 qPrintable(QString::number(event.value("x").toInt())));
+    }
 }
 
 int main(int argc, char **argv)
