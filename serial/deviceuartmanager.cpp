@@ -42,12 +42,29 @@ bool isEnumeratedNow(const QString &portName)
     return false;
 }
 
+DeviceUartManager::WatchTiming g_watchTiming;
+
 } // namespace
+
+void DeviceUartManager::setWatchTiming(const WatchTiming &timing)
+{
+    g_watchTiming = timing;
+}
+
+DeviceUartManager::WatchTiming DeviceUartManager::watchTiming()
+{
+    return g_watchTiming;
+}
 
 DeviceUartManager::DeviceUartManager(const QString &deviceId, QObject *parent)
     : QObject(parent), m_deviceId(deviceId), m_statusText(QStringLiteral("未连接"))
 {
     qDebug().noquote() << "[DeviceUartManager] 创建设备UART管理器，设备ID:" << m_deviceId;
+    m_heartbeatTimer = new QTimer(this);
+    connect(m_heartbeatTimer, &QTimer::timeout, this, &DeviceUartManager::onHeartbeat);
+    m_reopenTimer = new QTimer(this);
+    m_reopenTimer->setSingleShot(true);
+    connect(m_reopenTimer, &QTimer::timeout, this, &DeviceUartManager::tryReopen);
 }
 
 DeviceUartManager::~DeviceUartManager()
@@ -124,6 +141,8 @@ bool DeviceUartManager::openSerialPort(const QString &portName, int baudRate)
             return true;
         }
         qDebug() << "[DeviceUartManager] 串口配置发生变化，关闭现有串口后重新打开";
+        // The new settings replace the session being watched, also when they fail to open.
+        stopWatching();
         m_serialPort->close();
         qDebug().noquote() << "[DeviceUartManager] 串口已关闭:" << m_portName << m_deviceId;
     }
@@ -169,7 +188,10 @@ bool DeviceUartManager::openWithLineSettings(const QString &portName, int baudRa
     sendHelloMessage();
     updateStatus(true, QStringLiteral("串口%1已连接").arg(portName));
     QTimer::singleShot(kInfoRequestDelayMs, this, &DeviceUartManager::sendDeviceInfoRequest);
-    return true;
+    startWatching();
+    emit linkOpened(m_deviceId);
+    // A slot may have closed the link again.
+    return isPortOpen();
 }
 
 bool DeviceUartManager::tryOpenSerialPort(const QString &portName, int baudRate)
@@ -197,6 +219,7 @@ bool DeviceUartManager::tryOpenSerialPort(const QString &portName, int baudRate)
 
 void DeviceUartManager::closeSerialPort()
 {
+    stopWatching();
     if (m_serialPort && m_serialPort->isOpen()) {
         m_serialPort->close();
         qDebug().noquote() << "[DeviceUartManager] 串口已关闭:" << m_portName << m_deviceId;
@@ -205,6 +228,12 @@ void DeviceUartManager::closeSerialPort()
 }
 
 void DeviceUartManager::forceCloseSerialPort()
+{
+    stopWatching();
+    releasePort();
+}
+
+void DeviceUartManager::releasePort()
 {
     if (QSerialPort *port = m_serialPort) {
         m_serialPort = nullptr;
@@ -237,22 +266,37 @@ void DeviceUartManager::handleSerialPortError(QSerialPort::SerialPortError error
                        << "设备ID:" << m_deviceId;
     updateStatus(false, QStringLiteral("串口错误: %1").arg(text));
     // A vanished device keeps reporting errors while the port stays open: close it for good.
-    if (!m_opening)
-        forceCloseSerialPort();
-    else if (m_serialPort && m_serialPort->isOpen())
-        m_serialPort->close();
+    // Inside an open (also a reopen) the open's own failure path follows.
+    if (m_opening) {
+        if (m_serialPort && m_serialPort->isOpen())
+            m_serialPort->close();
+        return;
+    }
+    const bool wasOpen = isPortOpen();
+    releasePort();
+    if (wasOpen && m_reopenWanted)
+        loseLink(QStringLiteral("串口%1已断开，等待设备重新连接").arg(m_portName));
+}
+
+qint64 DeviceUartManager::writeToPort(const QByteArray &data)
+{
+    const qint64 written = m_serialPort->write(data);
+    if (m_serialPort) // an error signal from inside the write may have released the port
+        m_serialPort->flush();
+    if (written < data.size())
+        qDebug().noquote() << "[DeviceUartManager] Warning: data send incomplete, expected:"
+                           << data.size() << "actual:" << written << "device ID:" << m_deviceId;
+    return written;
 }
 
 bool DeviceUartManager::sendData(const QByteArray &data)
 {
     if (!m_serialPort || !m_serialPort->isOpen())
         return false;
-    const qint64 written = m_serialPort->write(data);
-    m_serialPort->flush();
-    if (written < data.size())
-        qDebug().noquote() << "[DeviceUartManager] Warning: data send incomplete, expected:"
-                           << data.size() << "actual:" << written << "device ID:" << m_deviceId;
-    return written > 0;
+    const bool sent = writeToPort(data) > 0;
+    if (sent)
+        m_lastTraffic.restart();
+    return sent;
 }
 
 void DeviceUartManager::sendHelloMessage()
@@ -309,10 +353,12 @@ void DeviceUartManager::sendDeviceInfoRequest()
     const QByteArray packet = TkProtocol::createDeviceInfoQueryPacket(0);
     if (packet.isEmpty())
         return;
-    if (sendData(packet))
+    if (sendData(packet)) {
+        ++m_programInfoRequests;
         qDebug().noquote() << "[DeviceUartManager] 已发送设备信息查询请求 deviceId:" << m_deviceId;
-    else
+    } else {
         qWarning().noquote() << "[DeviceUartManager] 发送设备信息查询失败 deviceId:" << m_deviceId;
+    }
 }
 
 void DeviceUartManager::handleSerialDataReceived()
@@ -328,6 +374,11 @@ void DeviceUartManager::handleSerialDataReceived()
     while (TkProtocol::tryConsumeOnePacket(m_receiveBuffer, packet, kMaxReplyPayload)) {
         if (packet.channel != 1)
             continue;
+        // Any reply shows the box alive.
+        m_boxHasAnswered = true;
+        m_heartbeatAwaited = false;
+        m_missedHeartbeats = 0;
+        m_lastTraffic.restart();
         if (packet.command == TkProtocol::ReplyGeneral) {
             const quint8 code = packet.payload.isEmpty() ? 255 : quint8(packet.payload.at(0));
             const QString origin = pendingCommandName(m_pendingCommand);
@@ -337,6 +388,14 @@ void DeviceUartManager::handleSerialDataReceived()
             emit deviceGeneralReply(m_deviceId, code, origin);
         } else if (packet.command == TkProtocol::ReplyDeviceInfo) {
             TkProtocol::updateGlobalDeviceInfoCache(packet.payload);
+            // Replies come in the order of the requests; without a request of the program's
+            // outstanding this one answers the heartbeat, which keeps the cache fresh silently
+            // (no record in the log every few seconds, no signal for views to react to).
+            if (m_programInfoRequests == 0 && m_heartbeatInfoRequests > 0) {
+                --m_heartbeatInfoRequests;
+                continue;
+            }
+            m_programInfoRequests = qMax(0, m_programInfoRequests - 1);
             qDebug().noquote() << QStringLiteral("[DeviceInfo] 设备 %1 信息:\n%2")
                                       .arg(m_deviceId,
                                            TkProtocol::formatDeviceInfoPayload(packet.payload));
@@ -346,6 +405,106 @@ void DeviceUartManager::handleSerialDataReceived()
         if (!m_serialPort)
             return;
     }
+}
+
+void DeviceUartManager::startWatching()
+{
+    const WatchTiming timing = watchTiming();
+    m_reopenWanted = true;
+    m_reopenTimer->stop();
+    m_failedReopens = 0;
+    m_heartbeatAwaited = false;
+    m_missedHeartbeats = 0;
+    m_programInfoRequests = 0;
+    m_heartbeatInfoRequests = 0;
+    m_lastTraffic.restart();
+    m_heartbeatTimer->start(qMax(1, timing.heartbeatIntervalMs));
+}
+
+void DeviceUartManager::stopWatching()
+{
+    m_reopenWanted = false;
+    m_heartbeatTimer->stop();
+    m_reopenTimer->stop();
+}
+
+void DeviceUartManager::onHeartbeat()
+{
+    if (!isPortOpen()) {
+        m_heartbeatTimer->stop();
+        return;
+    }
+    const WatchTiming timing = watchTiming();
+    m_heartbeatTimer->setInterval(qMax(1, timing.heartbeatIntervalMs)); // follows a new timing
+    if (m_heartbeatAwaited) {
+        ++m_missedHeartbeats;
+        qDebug().noquote() << "[DeviceUartManager] 心跳未应答，连续次数:" << m_missedHeartbeats
+                           << "设备ID:" << m_deviceId;
+        if (m_missedHeartbeats >= timing.missedHeartbeatLimit) {
+            if (m_boxHasAnswered) {
+                qWarning().noquote()
+                    << QStringLiteral("[DeviceUartManager] 设备连续%1次未应答心跳，判定链路断开，"
+                                      "串口:")
+                           .arg(m_missedHeartbeats)
+                    << m_portName << "设备ID:" << m_deviceId;
+                loseLink(QStringLiteral("串口%1无应答，等待设备重新连接").arg(m_portName));
+            } else {
+                // Firmware without the vendor protocol never answers: its silence tells
+                // nothing, and dropping its link would only interrupt the keyboard.
+                qDebug().noquote()
+                    << "[DeviceUartManager] 设备从未应答信息查询，停止心跳，设备ID:" << m_deviceId;
+                m_heartbeatTimer->stop();
+            }
+            return;
+        }
+    } else if (m_lastTraffic.elapsed() < timing.heartbeatIntervalMs) {
+        return; // frames or replies went by lately: nothing to ask
+    }
+    const QByteArray packet = TkProtocol::createDeviceInfoQueryPacket(0);
+    if (writeToPort(packet) > 0) {
+        ++m_heartbeatInfoRequests;
+        m_heartbeatAwaited = true;
+    }
+}
+
+void DeviceUartManager::loseLink(const QString &status)
+{
+    m_heartbeatTimer->stop();
+    m_heartbeatAwaited = false;
+    m_missedHeartbeats = 0;
+    if (m_serialPort)
+        releasePort();
+    updateStatus(false, status);
+    qDebug().noquote() << "[DeviceUartManager] 链路已断开，等待串口重新出现后自动重连:"
+                       << m_portName << "设备ID:" << m_deviceId;
+    m_failedReopens = 0;
+    m_reopenTimer->start(qMax(1, watchTiming().reopenPollMs));
+    emit linkLost(m_deviceId);
+}
+
+void DeviceUartManager::tryReopen()
+{
+    if (!m_reopenWanted || isPortOpen())
+        return;
+    const int poll = qMax(1, watchTiming().reopenPollMs);
+    // Silent while the port is away; the open itself logs every attempt.
+    if (!isEnumeratedNow(m_portName)) {
+        m_reopenTimer->start(poll);
+        return;
+    }
+    qDebug().noquote() << "[DeviceUartManager] 串口已重新出现，尝试自动重连:" << m_portName
+                       << "设备ID:" << m_deviceId;
+    if (openSerialPort(m_portName, m_baudRate)) {
+        qDebug().noquote() << "[DeviceUartManager] 链路已自动恢复:" << m_portName
+                           << "设备ID:" << m_deviceId;
+        return;
+    }
+    // A port that is there but does not open (still being set up, or held by another
+    // program): try again, less often each time.
+    if (!m_reopenWanted)
+        return;
+    m_failedReopens = qMin(m_failedReopens + 1, 5);
+    m_reopenTimer->start(poll << m_failedReopens);
 }
 
 void DeviceUartManager::updateStatus(bool connected, const QString &status)

@@ -1,6 +1,7 @@
 #include "serial/portinventory.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QSerialPortInfo>
 
 QList<SerialPortEntry> declaredSerialPorts()
@@ -23,7 +24,15 @@ QList<SerialPortEntry> enumerateSerialPorts()
     // The description is the USB product; the interface names itself only in sysfs.
     if (currentPortPlatform() == PortPlatform::Linux)
         addInterfaceNames(ports, QStringLiteral("/sys"));
-    ports.append(declaredSerialPorts());
+    // A declared port is listed while its device exists, as a USB port is while plugged in.
+    const QList<SerialPortEntry> declared = declaredSerialPorts();
+    for (const SerialPortEntry &port : declared) {
+        const QString path = port.name.startsWith(QLatin1Char('/'))
+                                 ? port.name
+                                 : QStringLiteral("/dev/") + port.name;
+        if (QFileInfo::exists(path))
+            ports.append(port);
+    }
     return ports;
 }
 

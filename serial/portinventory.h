@@ -5,7 +5,8 @@
 #include "serial/portrules.h"
 
 // Every serial enumeration of the program goes through here: the system's ports in the order
-// the serial module lists them, then the ports declared in TAVROKVM_EXTRA_SERIAL_PORTS.
+// the serial module lists them, then the ports declared in TAVROKVM_EXTRA_SERIAL_PORTS whose
+// device exists (a path, or a name under /dev).
 // Synchronous; GUI thread.
 QList<SerialPortEntry> enumerateSerialPorts();
 

@@ -71,6 +71,7 @@ DeviceUartManager *UartManager::getDeviceUartManager(const QString &did)
         return existing;
     followApplicationEnd(); // the registry may have been created before the application object
     auto *link = new DeviceUartManager(did, this);
+    connect(link, &DeviceUartManager::linkOpened, this, &UartManager::linkOpened);
     m_devices.insert(did, link);
     qDebug().noquote() << "[UartManager] 创建新的设备UART管理器，设备ID:" << did;
     link->loadUartConfigFromDb();

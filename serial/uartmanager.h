@@ -51,6 +51,11 @@ public:
     static QStringList qualifyingDisplayItems(const QList<SerialPortEntry> &ports,
                                               PortPlatform platform);
 
+signals:
+    // Some box's link opened or reopened (DeviceUartManager::linkOpened of every link), so a
+    // view can follow whichever box it shows without holding on to a link.
+    void linkOpened(const QString &deviceDid);
+
 private:
     UartManager();
     void followApplicationEnd();

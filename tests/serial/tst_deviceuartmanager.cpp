@@ -37,6 +37,21 @@ bool logged(const QString &text)
                        [&](const QString &line) { return line.contains(text); });
 }
 
+// Heartbeat and reopen timing short enough for a test, restored when the case ends.
+struct FastWatch
+{
+    FastWatch()
+    {
+        DeviceUartManager::WatchTiming timing;
+        timing.heartbeatIntervalMs = 100;
+        timing.missedHeartbeatLimit = 3;
+        timing.reopenPollMs = 50;
+        DeviceUartManager::setWatchTiming(timing);
+    }
+    ~FastWatch() { DeviceUartManager::setWatchTiming(saved); }
+    const DeviceUartManager::WatchTiming saved = DeviceUartManager::watchTiming();
+};
+
 } // namespace
 
 class TestDeviceUartManager : public QObject
@@ -57,7 +72,13 @@ private slots:
     void rejectedSetCommandReportsItsCode();
     void craftedStreamLosesNoValidReply();
     void garbageFromTheBoxLosesNoReply();
-    void hangUpForceClosesAndReopensWhenBack();
+    void vanishedPortIsReopenedWhenItReturns();
+    void silentBoxIsLostAndReopenedWhenItAnswersAgain();
+    void idleLinkIsAskedQuietly();
+    void boxThatNeverAnswersIsKept();
+    void explicitCloseStopsWatching_data();
+    void explicitCloseStopsWatching();
+    void linkNeverOpenedIsNotReopened();
     void replyCutByHangUpLeavesNothingForTheNextSession();
     void headerAnnouncingMoreThanTheBoundHoldsBackNoReply();
     void settingsAreSavedAndLoaded();
@@ -313,27 +334,198 @@ void TestDeviceUartManager::garbageFromTheBoxLosesNoReply()
     link->forceCloseSerialPort();
 }
 
-void TestDeviceUartManager::hangUpForceClosesAndReopensWhenBack()
+void TestDeviceUartManager::vanishedPortIsReopenedWhenItReturns()
 {
+    FastWatch fast;
     DeviceUartManager *link = freshLink();
     QSignalSpy info(link, &DeviceUartManager::deviceInfoPayloadReceived);
+    QSignalSpy opened(link, &DeviceUartManager::linkOpened);
+    QSignalSpy lost(link, &DeviceUartManager::linkLost);
+    QSignalSpy registryOpened(UartManager::instance(), &UartManager::linkOpened);
     QVERIFY(link->openSerialPort(m_link, 2000000));
+    QCOMPARE(opened.size(), 1);
+    QCOMPARE(opened.first().at(0).toString(), link->deviceId());
     QVERIFY(info.wait(kWaitMs));
     QVERIFY(!TkProtocol::globalCachedDeviceInfoPayload().isEmpty());
 
+    // The box goes away with its port.
     m_box.stop();
     QTRY_VERIFY_WITH_TIMEOUT(link->serialPort() == nullptr, kWaitMs);
     QVERIFY(logged("[DeviceUartManager] 串口状态更新: 已断开 串口错误: "));
     QVERIFY(logged("[DeviceUartManager] 串口已强制关闭:"));
-    QCOMPARE(link->statusText(), QString("串口已断开"));
+    QCOMPARE(lost.size(), 1);
+    QCOMPARE(lost.first().at(0).toString(), link->deviceId());
+    QCOMPARE(link->statusText(), QString("串口%1已断开，等待设备重新连接").arg(m_link));
     QVERIFY(!link->isConnected());
+    QVERIFY(link->isWaitingToReopen());
     QVERIFY(TkProtocol::globalCachedDeviceInfoPayload().isEmpty());
     QCOMPARE(TkProtocol::globalCachedUdiskDir(), -1);
 
+    // While it is away nothing is tried.
+    g_logLines.clear();
+    QTest::qWait(500);
+    QVERIFY(!logged("[DeviceUartManager] 尝试打开串口:"));
+
+    // Back on the same port: the link opens by itself, greets and asks for the record.
     QVERIFY(m_box.startReady(m_link));
+    QTRY_COMPARE_WITH_TIMEOUT(opened.size(), 2, kWaitMs);
+    QVERIFY(link->isConnected());
+    QVERIFY(!link->isWaitingToReopen());
+    QVERIFY(!m_box.next("hello").isEmpty());
+    QTRY_COMPARE_WITH_TIMEOUT(info.size(), 2, kWaitMs);
+    QCOMPARE(lost.size(), 1);
+    // The registry passes both opens on, for views that follow whichever box they show.
+    QCOMPARE(registryOpened.size(), 2);
+    QCOMPARE(registryOpened.at(1).at(0).toString(), link->deviceId());
+    link->forceCloseSerialPort();
+}
+
+void TestDeviceUartManager::silentBoxIsLostAndReopenedWhenItAnswersAgain()
+{
+    FastWatch fast;
+    DeviceUartManager *link = freshLink();
+    QSignalSpy info(link, &DeviceUartManager::deviceInfoPayloadReceived);
+    QSignalSpy opened(link, &DeviceUartManager::linkOpened);
+    QSignalSpy lost(link, &DeviceUartManager::linkLost);
+    QString statusWhenLost;
+    bool cacheEmptyWhenLost = false;
+    connect(link, &DeviceUartManager::linkLost, this, [&] {
+        statusWhenLost = link->statusText();
+        cacheEmptyWhenLost = TkProtocol::globalCachedDeviceInfoPayload().isEmpty();
+    });
     QVERIFY(link->openSerialPort(m_link, 2000000));
     QVERIFY(info.wait(kWaitMs));
+
+    // The controller hangs; its port stays.
+    QVERIFY(m_box.toggleReplies());
+    QVERIFY(!m_box.next("replies_off").isEmpty());
+    QTRY_VERIFY_WITH_TIMEOUT(lost.size() >= 1, kWaitMs);
+    QCOMPARE(statusWhenLost, QString("串口%1无应答，等待设备重新连接").arg(m_link));
+    QVERIFY(cacheEmptyWhenLost);
+    QVERIFY(logged("[DeviceUartManager] 设备连续3次未应答心跳，判定链路断开"));
+    // Its port is still there, so the link reopens and tries again.
+    QTRY_VERIFY_WITH_TIMEOUT(opened.size() >= 2, kWaitMs);
+
+    QVERIFY(m_box.toggleReplies());
+    QVERIFY(!m_box.next("replies_on").isEmpty());
+    QVERIFY(!m_box.next("reply").isEmpty());
+    QTRY_VERIFY_WITH_TIMEOUT(link->isConnected(), kWaitMs);
+    // Answered again: the link stays, for many heartbeat intervals.
+    const int lostBefore = int(lost.size());
+    QTest::qWait(1000);
+    QCOMPARE(lost.size(), lostBefore);
+    QVERIFY(link->isConnected());
+    QCOMPARE(link->statusText(), QString("串口%1已连接").arg(m_link));
     link->forceCloseSerialPort();
+}
+
+void TestDeviceUartManager::idleLinkIsAskedQuietly()
+{
+    FastWatch fast;
+    DeviceUartManager *link = freshLink();
+    QSignalSpy info(link, &DeviceUartManager::deviceInfoPayloadReceived);
+    QVERIFY(link->openSerialPort(m_link, 2000000));
+    QVERIFY(info.wait(kWaitMs));
+    QVERIFY(!m_box.next("reply").isEmpty());
+
+    // Idle: asked every interval, answered, and nobody is told.
+    g_logLines.clear();
+    TkProtocol::clearGlobalDeviceInfoCache();
+    const int before = m_box.namesSeen().count("reply");
+    QTest::qWait(1000);
+    const int answered = m_box.namesSeen().count("reply") - before;
+    QVERIFY2(answered >= 4, qPrintable(QString::number(answered)));
+    QCOMPARE(info.size(), 1);
+    QVERIFY(!logged("[DeviceInfo]"));
+    QVERIFY(!logged("已发送设备信息查询请求"));
+    QVERIFY(!logged("心跳"));
+    QVERIFY(!TkProtocol::globalCachedDeviceInfoPayload().isEmpty()); // kept fresh
+    QVERIFY(link->isConnected());
+
+    // Frames going out count as traffic: no request while they flow.
+    const int commandsBefore = m_box.namesSeen().count("command");
+    QElapsedTimer busy;
+    busy.start();
+    while (busy.elapsed() < 800) {
+        QVERIFY(link->sendData(QByteArray::fromHex("57AB00020800000000000000000C")));
+        QTest::qWait(20);
+    }
+    QCOMPARE(m_box.namesSeen().count("command"), commandsBefore);
+
+    // A request of the program's own is still reported and logged.
+    link->sendDeviceInfoRequest();
+    QVERIFY(info.wait(kWaitMs));
+    QVERIFY(logged(QString("[DeviceInfo] 设备 %1 信息:\n").arg(link->deviceId())));
+    link->forceCloseSerialPort();
+}
+
+void TestDeviceUartManager::boxThatNeverAnswersIsKept()
+{
+    // Firmware without the vendor protocol: its silence says nothing about the link.
+    FastWatch fast;
+    m_box.stop();
+    QVERIFY(m_box.startReady(m_link, {"--no-replies"}));
+    DeviceUartManager *link = freshLink();
+    QSignalSpy lost(link, &DeviceUartManager::linkLost);
+    QVERIFY(link->openSerialPort(m_link, 2000000));
+    QTest::qWait(1200);
+    QCOMPARE(lost.size(), 0);
+    QVERIFY(link->isConnected());
+    // It is asked a few times, then left alone.
+    const int asked = m_box.namesSeen().count("command");
+    QVERIFY2(asked >= 2 && asked <= 5, qPrintable(QString::number(asked)));
+    link->forceCloseSerialPort();
+}
+
+void TestDeviceUartManager::explicitCloseStopsWatching_data()
+{
+    QTest::addColumn<bool>("force");
+    QTest::newRow("closeSerialPort") << false;
+    QTest::newRow("forceCloseSerialPort") << true;
+}
+
+void TestDeviceUartManager::explicitCloseStopsWatching()
+{
+    QFETCH(bool, force);
+    FastWatch fast;
+    DeviceUartManager *link = freshLink();
+    QSignalSpy opened(link, &DeviceUartManager::linkOpened);
+    QSignalSpy lost(link, &DeviceUartManager::linkLost);
+    QVERIFY(link->openSerialPort(m_link, 2000000));
+    QVERIFY(!m_box.next("reply").isEmpty());
+    if (force)
+        link->forceCloseSerialPort();
+    else
+        link->closeSerialPort();
+    QCOMPARE(link->statusText(), QString("串口已断开"));
+    QVERIFY(!link->isWaitingToReopen());
+
+    // The box goes and comes back: the closed link stays closed.
+    m_box.stop();
+    QVERIFY(m_box.startReady(m_link));
+    QTest::qWait(600);
+    QCOMPARE(opened.size(), 1);
+    QCOMPARE(lost.size(), 0);
+    QVERIFY(!m_box.namesSeen().contains("hello"));
+    QVERIFY(!link->isConnected());
+}
+
+void TestDeviceUartManager::linkNeverOpenedIsNotReopened()
+{
+    FastWatch fast;
+    const QString later = m_dir.filePath("tk-later");
+    qputenv("TAVROKVM_EXTRA_SERIAL_PORTS", (m_link + "=TK CDC;" + later + "=TK CDC").toUtf8());
+    DeviceUartManager *link = freshLink();
+    QSignalSpy opened(link, &DeviceUartManager::linkOpened);
+    // Declared but not there yet: not enumerated.
+    QVERIFY(!link->openSerialPort(later, 2000000));
+    QCOMPARE(link->statusText(), QString("串口%1未就绪").arg(later));
+    BoxSimProcess laterBox;
+    QVERIFY(laterBox.startReady(later));
+    QTest::qWait(500);
+    QCOMPARE(opened.size(), 0);
+    QVERIFY(!laterBox.namesSeen().contains("hello"));
+    qputenv("TAVROKVM_EXTRA_SERIAL_PORTS", (m_link + "=TK CDC").toUtf8());
 }
 
 void TestDeviceUartManager::replyCutByHangUpLeavesNothingForTheNextSession()

@@ -27,6 +27,7 @@ private slots:
     void interfaceNameFromSysfs_data();
     void interfaceNameFromSysfs();
     void boxNamingOnlyItsInterfaceIsFound();
+    void declaredPortsAreEnumeratedWhilePresent();
 };
 
 namespace {
@@ -347,6 +348,30 @@ void TestPortRules::boxNamingOnlyItsInterfaceIsFound()
     QCOMPARE(firstTkCdcPortName(items), QString("ttyACM1"));
     QCOMPARE(firstTkCdcPortName({"ttyACM0 (Other)", "/tmp/box (tk cdc)"}), QString("/tmp/box"));
     QCOMPARE(firstTkCdcPortName({"ttyACM0 (Other)"}), QString());
+}
+
+void TestPortRules::declaredPortsAreEnumeratedWhilePresent()
+{
+    // A declared port that vanishes is gone from the enumeration, like an unplugged one, so a
+    // link waiting for it sees when it is back.
+    QTemporaryDir dir;
+    QVERIFY(dir.isValid());
+    const QString present = dir.filePath("present");
+    const QString dangling = dir.filePath("dangling");
+    QVERIFY(QFile(present).open(QIODevice::WriteOnly));
+    QVERIFY(QFile::link(dir.filePath("nothing"), dangling));
+    qputenv("TAVROKVM_EXTRA_SERIAL_PORTS",
+            (present + "=A;" + dir.filePath("absent") + "=B;" + dangling + "=C;null=D").toUtf8());
+    QStringList declared;
+    for (const SerialPortEntry &port : enumerateSerialPorts()) {
+        if (port.declared)
+            declared << port.name;
+    }
+    // "null" is a name under /dev.
+    QCOMPARE(declared, QStringList({present, "null"}));
+    // Still valid names to store and choose, present or not.
+    QVERIFY(isValidSerialPortNameHere(dir.filePath("absent")));
+    qunsetenv("TAVROKVM_EXTRA_SERIAL_PORTS");
 }
 
 QTEST_GUILESS_MAIN(TestPortRules)
