@@ -215,6 +215,9 @@ private:
     static bool isLinkOpen(const DeviceUartManager *link);
     // Encodes and writes one key frame; keeps the keys the target holds.
     bool writeKeyFrame(DeviceUartManager *link, int key, int action);
+    // When the current box's link (re)opens, the target holds no key and no button afterwards.
+    QMetaObject::Connection followLinkOpens();
+    void releaseAllOnTarget(const QString &deviceDid);
 
     // tavrovideo_hook.cpp
     void startKeyboardHookIfStopped();
@@ -299,6 +302,8 @@ private:
     bool m_keyboardHookActive = false;
     bool m_permissionDialogShowing = false;
     QList<int> m_heldKeys; // pressed on the target by this view, in order
+    // Made while the view is constructed, before its first camera open can open a link.
+    QMetaObject::Connection m_linkOpenedConnection = followLinkOpens();
     QPointer<NewSoftKeyboard> m_newSoftKeyboard;
     QMediaDevices *m_mediaDevices = nullptr;
     QTimer *m_videoInputsDebounceTimer = nullptr;

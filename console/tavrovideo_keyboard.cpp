@@ -6,6 +6,7 @@
 #include <QWindowStateChangeEvent>
 
 #include "console/input/keyrules.h"
+#include "console/input/mouserules.h"
 #include "console/tavrovideo.h"
 #include "platform/keyboardlayout.h"
 #include "protocol/ch9329.h"
@@ -16,6 +17,8 @@ namespace {
 
 constexpr int kKeyFrameBufferSize = 16;
 constexpr int kKeyFrameLength = 14;
+// key_convert with an action other than press or release writes the current report unchanged.
+constexpr int kReEmitReport = 2;
 
 QString hex(int value)
 {
@@ -313,6 +316,42 @@ void TavroVideo::releaseHeldKeys()
     qDebug() << "[键盘] 焦点离开，释放目标上仍按下的键:" << held;
     for (auto it = held.crbegin(); it != held.crend(); ++it)
         writeKeyFrame(link, *it, 1);
+}
+
+QMetaObject::Connection TavroVideo::followLinkOpens()
+{
+    return connect(UartManager::instance(), &UartManager::linkOpened, this,
+                   &TavroVideo::releaseAllOnTarget);
+}
+
+void TavroVideo::releaseAllOnTarget(const QString &deviceDid)
+{
+    if (deviceDid.isEmpty() || deviceDid != getCurrentDeviceDid())
+        return;
+    DeviceUartManager *link = currentLink();
+    if (!isLinkOpen(link))
+        return;
+    // What the target holds after the link was down is unknown: the box may have restarted, or
+    // kept a key down while the link was gone. Start again from nothing held, on both sides.
+    // Reports travel as CH9329 frames whatever protocol the view is set to.
+    qDebug().noquote() << "[键盘] 串口已连接，释放目标上的全部按键和鼠标按键，设备ID:" << deviceDid;
+    m_heldKeys.clear();
+    ch9329_release_all_keys();
+    uint8_t keys[kKeyFrameBufferSize] = {};
+    if (key_convert(kProtocolCh9329, 0, kReEmitReport, keys) == 0)
+        link->sendData(QByteArray(reinterpret_cast<const char *>(keys), kKeyFrameLength));
+
+    // An absolute report always carries a position: the last one the view sent, so the cursor
+    // stays where it is. Without one the view never pressed a button either.
+    m_pendingMouseButtons = 0;
+    if (m_lastMousePos.x() < 0 || m_lastMousePos.y() < 0)
+        return;
+    quint16 size[2];
+    mouseReportSize(m_negotiatedResolution, m_blackBorderInfo, size);
+    const quint16 point[2] = {quint16(m_lastMousePos.x()), quint16(m_lastMousePos.y())};
+    uint8_t mouse[kKeyFrameBufferSize] = {};
+    if (coord_convert(kProtocolCh9329, m_coordMode, size, point, 0, 0, mouse) == 0)
+        link->sendData(QByteArray(reinterpret_cast<const char *>(mouse), kCh9329MouseFrameSize));
 }
 
 void TavroVideo::printHexData(const QByteArray &data, const QString &prefix)

@@ -245,10 +245,15 @@ void set_alt_key_side(int) {}
 void set_ctrl_key_side(int) {}
 void uart_print_system_info() {}
 
-void ch9329_reset_state_for_tests()
+void ch9329_release_all_keys()
 {
     ch9329_kb_ctl_val = 0;
     std::memset(report_key_data, 0, sizeof report_key_data);
+}
+
+void ch9329_reset_state_for_tests()
+{
+    ch9329_release_all_keys();
     ch9329_screen_width = 0;
     ch9329_screen_height = 0;
 }

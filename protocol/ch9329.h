@@ -44,6 +44,10 @@ void set_alt_key_side(int side);
 void set_ctrl_key_side(int side);
 void uart_print_system_info();
 
+// No modifiers and no keys held in the report any more; the latched size stays. For a target
+// that was reset or lost track: the next frame carries only what is pressed from then on.
+void ch9329_release_all_keys();
+
 // Back to the state of a fresh process: no modifiers, no keys, no latched size.
 // Only for tests, which need each case to start from a known report.
 void ch9329_reset_state_for_tests();

@@ -7,6 +7,7 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QRegularExpression>
+#include <QScopeGuard>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -63,6 +64,7 @@ private slots:
     void hookForwardsWhatTheTableSays();
     void applicationReturningRestoresTheHookOnce();
     void minimisingStopsTheHook();
+    void reopenedLinkLeavesNothingHeld();
 
 private:
     BoxSimProcess &box() { return m_console.box(); }
@@ -81,6 +83,9 @@ private:
     // The box's key events from index `from` on, as "key_down:K" texts.
     QStringList eventsSince(int from);
     QString lastTypedText();
+    // What the target holds after every frame so far: key names, and the mouse buttons.
+    QStringList targetKeysHeld();
+    int targetButtonsHeld();
 
     ConsoleWithBox m_console;
     TavroVideo *m_view = nullptr;
@@ -88,6 +93,10 @@ private:
 
 void TestTavroVideoKeyboard::initTestCase()
 {
+    // No heartbeat requests between the cases' frames: the counts of box events stay exact.
+    DeviceUartManager::WatchTiming quiet;
+    quiet.heartbeatIntervalMs = 3600 * 1000;
+    DeviceUartManager::setWatchTiming(quiet);
     QVERIFY(m_console.start());
     m_view = m_console.view();
 }
@@ -212,6 +221,30 @@ QString TestTavroVideoKeyboard::lastTypedText()
             typed = event.value("text").toString();
     }
     return typed;
+}
+
+QStringList TestTavroVideoKeyboard::targetKeysHeld()
+{
+    QStringList held;
+    for (const QJsonObject &event : box().events()) {
+        const QString name = event.value("event").toString();
+        if (name == QLatin1String("key_down"))
+            held << event.value("key").toString();
+        else if (name == QLatin1String("key_up"))
+            held.removeAll(event.value("key").toString());
+    }
+    held.sort();
+    return held;
+}
+
+int TestTavroVideoKeyboard::targetButtonsHeld()
+{
+    int buttons = 0;
+    for (const QJsonObject &event : box().events()) {
+        if (event.value("event").toString() == QLatin1String("mouse"))
+            buttons = event.value("buttons").toInt();
+    }
+    return buttons;
 }
 
 void TestTavroVideoKeyboard::physicalControlIsTheTargetsControl()
@@ -486,6 +519,60 @@ void TestTavroVideoKeyboard::minimisingStopsTheHook()
     QTest::ignoreMessage(QtDebugMsg, "[TavroVideo::changeEvent] 从最小化恢复时启动键盘钩子");
     m_console.window()->setWindowState(Qt::WindowNoState);
     QVERIFY(m_view->isKeyboardHookActive());
+}
+
+void TestTavroVideoKeyboard::reopenedLinkLeavesNothingHeld()
+{
+    QVERIFY(refocusConsole());
+    const DeviceUartManager::WatchTiming saved = DeviceUartManager::watchTiming();
+    const auto restore = qScopeGuard([&] { DeviceUartManager::setWatchTiming(saved); });
+    DeviceUartManager::WatchTiming fast;
+    fast.heartbeatIntervalMs = 100;
+    fast.reopenPollMs = 50;
+    DeviceUartManager::setWatchTiming(fast);
+    DeviceUartManager *link =
+        UartManager::instance()->getDeviceUartManager(m_view->getCurrentDeviceDid());
+    // The timing applies from the next open.
+    const QString port = link->portName();
+    const int baud = link->baudRate();
+    m_view->closeSerialPort();
+    QVERIFY(m_view->openSerialPort(port, baud));
+    QSignalSpy lost(link, &DeviceUartManager::linkLost);
+    QSignalSpy opened(link, &DeviceUartManager::linkOpened);
+
+    // Shift+K and the left button down on the target.
+    QTest::keyPress(m_view, Qt::Key_Shift, Qt::ShiftModifier);
+    QTest::keyPress(m_view, Qt::Key_K, Qt::ShiftModifier);
+    QTRY_VERIFY(!m_view->getActualVideoDisplayRect().isEmpty());
+    const QPoint at = m_view->getActualVideoDisplayRect().center();
+    QMouseEvent press(QEvent::MouseButtonPress, at, m_view->mapToGlobal(at), Qt::LeftButton,
+                      Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(m_view, &press);
+    QTRY_COMPARE(targetKeysHeld(), QStringList({"K", "LeftShift"}));
+    QTRY_COMPARE(targetButtonsHeld(), 1);
+
+    // The box's controller stops answering: the link is lost and reopens by itself.
+    QVERIFY(box().toggleReplies());
+    QVERIFY(lost.wait(10000));
+    QTRY_VERIFY_WITH_TIMEOUT(opened.size() >= 1, 10000);
+    QVERIFY(box().toggleReplies());
+    QTRY_VERIFY_WITH_TIMEOUT(link->isConnected(), 10000);
+
+    // Whatever the target held before, it holds nothing now; nor does the view think it does.
+    QTRY_COMPARE(targetKeysHeld(), QStringList());
+    QTRY_COMPARE(targetButtonsHeld(), 0);
+    QVERIFY(m_view->heldKeys().isEmpty());
+    // The next key is alone in its report: Shift is not still in the encoder.
+    const int from = quietEventCount();
+    QTest::keyClick(m_view, Qt::Key_J);
+    QCOMPARE(eventsSince(from), QStringList({"key_down:J", "key_up:J"}));
+    QVERIFY(lastTypedText().endsWith('j'));
+
+    QMouseEvent release(QEvent::MouseButtonRelease, at, m_view->mapToGlobal(at), Qt::LeftButton,
+                        Qt::NoButton, Qt::NoModifier);
+    QApplication::sendEvent(m_view, &release);
+    QTest::keyRelease(m_view, Qt::Key_K, Qt::ShiftModifier);
+    QTest::keyRelease(m_view, Qt::Key_Shift, Qt::NoModifier);
 }
 
 int main(int argc, char **argv)

@@ -44,6 +44,7 @@ private slots:
     void absoluteFrames_data();
     void absoluteFrames();
     void sizeLatch();
+    void releaseAllKeysKeepsTheSize();
     void referenceMouseFramesHaveValidChecksums_data();
     void referenceMouseFramesHaveValidChecksums();
 };
@@ -347,6 +348,27 @@ void TestCh9329::sizeLatch()
     QCOMPARE(coord_convert(0, 0, zeroWidth, centre, 0, 0, out), 0);
     QCOMPARE(mouseFrame(0, out).toHex(' '), hex("57AB 00 04 07 02 00 0008 0008 00 1F").toHex(' '));
     QCOMPARE(coord_convert(0, 1, other, centre, 0, 0, out), 0);
+    QCOMPARE(mouseFrame(0, out).toHex(' '), hex("57AB 00 04 07 02 00 0008 0008 00 1F").toHex(' '));
+}
+
+void TestCh9329::releaseAllKeysKeepsTheSize()
+{
+    keyFrame(Qt::Key_Shift, 0);
+    keyFrame(Qt::Key_Control, 0);
+    keyFrame(Qt::Key_A, 0);
+    QCOMPARE(keyFrame(Qt::Key_B, 0), hex("57AB 00 02 08 0A 00 040500000000 1F"));
+    const uint16_t size[2] = {1920, 1080};
+    const uint16_t centre[2] = {960, 540};
+    uint8_t out[kCh9329MouseFrameSize] = {};
+    QCOMPARE(coord_convert(0, 0, size, centre, 0, 0, out), 0);
+
+    ch9329_release_all_keys();
+    // An action other than press or release re-emits the report: nothing held.
+    QCOMPARE(keyFrame(0, 2), hex("57AB 00 02 08 00 00 000000000000 0C"));
+    // The next key is alone in the report.
+    QCOMPARE(keyFrame(Qt::Key_C, 0), hex("57AB 00 02 08 00 00 060000000000 12"));
+    // The picture size stays latched for relative mode.
+    QCOMPARE(coord_convert(0, 1, nullptr, centre, 0, 0, out), 0);
     QCOMPARE(mouseFrame(0, out).toHex(' '), hex("57AB 00 04 07 02 00 0008 0008 00 1F").toHex(' '));
 }
 
