@@ -2,17 +2,11 @@
 
 #include <Qt>
 
+#include "protocol/ch9329.h"
+
 namespace {
 
 constexpr int kPastePreviewUnits = 100;
-
-// Shifted character -> the key that types it with Shift, searched in order.
-constexpr int kShiftedCharacters[][2] = {
-    {0x7E, 0x60}, {0x21, 0x31}, {0x40, 0x32}, {0x23, 0x33},           {0x24, 0x34}, {0x25, 0x35},
-    {0x5E, 0x36}, {0x26, 0x37}, {0x2A, 0x38}, {0x28, 0x39},           {0x29, 0x30}, {0x5F, 0x2D},
-    {0x2B, 0x3D}, {0x7B, 0x5B}, {0x7D, 0x5D}, {0x7C, 0x5C},           {0x3A, 0x3B}, {0x22, 0x27},
-    {0x3C, 0x2C}, {0x3E, 0x2E}, {0x3F, 0x2F}, {0x0A, Qt::Key_Return},
-};
 
 // [ ] \ ; ' , . / and blank type themselves without Shift.
 constexpr char16_t kPlainPunctuation[] = {0x5B, 0x5D, 0x5C, 0x3B, 0x27, 0x2C, 0x2E, 0x2F, 0x20};
@@ -51,8 +45,18 @@ int keyForSoftKeyName(const QString &name)
 
 QList<KeyStroke> namedInputStrokes(const QString &input)
 {
-    if (input.size() == 1)
-        return tap(input.at(0).unicode());
+    if (input.size() == 1) {
+        // The soft keyboard's Backspace and Tab buttons emit their control characters, which
+        // name no key of their own.
+        switch (input.at(0).unicode()) {
+        case u'\b':
+            return tap(Qt::Key_Backspace);
+        case u'\t':
+            return tap(Qt::Key_Tab);
+        default:
+            return tap(input.at(0).unicode());
+        }
+    }
     if (input == QLatin1String("Enter"))
         return tap(Qt::Key_Return);
     if (input == QLatin1String("Space"))
@@ -88,10 +92,10 @@ PasteKey classifyPasteCharacter(char16_t unit)
         return {int(unit) - 0x20, false, true};
     if (unit >= u'A' && unit <= u'Z')
         return {int(unit), true, true};
-    for (const auto &entry : kShiftedCharacters) {
-        if (entry[0] == unit)
-            return {entry[1], true, true};
-    }
+    // The encoder's own table of shifted characters (US layout): the key typed with Shift.
+    const int unshifted = get_shift_origin_val(unit);
+    if (unshifted >= 0)
+        return {unshifted, true, true};
     for (const char16_t plain : kPlainPunctuation) {
         if (plain == unit)
             return {int(unit), false, true};
@@ -99,22 +103,6 @@ PasteKey classifyPasteCharacter(char16_t unit)
     if (unit >= u'0' && unit <= u'9')
         return {int(unit), false, true};
     return {};
-}
-
-QList<KeyStroke> pasteStrokes(const QString &text)
-{
-    QList<KeyStroke> strokes{{Qt::Key_Meta, 1}};
-    for (const QChar c : text) {
-        const PasteKey paste = classifyPasteCharacter(c.unicode());
-        if (!paste.supported)
-            continue;
-        if (paste.shift)
-            strokes.append({Qt::Key_Shift, 0});
-        strokes.append(tap(paste.key));
-        if (paste.shift)
-            strokes.append({Qt::Key_Shift, 1});
-    }
-    return strokes;
 }
 
 QString pastePreview(const QString &text)

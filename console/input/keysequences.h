@@ -30,7 +30,8 @@ struct PacedKeyStep
 const QList<PacedKeyStep> &ctrlAltDelSequence();
 
 // How one UTF-16 unit of pasted text is typed: the key to press and whether Shift goes around
-// it (US layout). `supported` is false for characters that cannot be typed (tab, non-ASCII...).
+// it (US layout, the encoder's shifted-character table). `supported` is false for characters that
+// cannot be typed (tab, non-ASCII...).
 struct PasteKey
 {
     int key = 0;
@@ -38,9 +39,6 @@ struct PasteKey
     bool supported = false;
 };
 PasteKey classifyPasteCharacter(char16_t unit);
-
-// The frames a paste of `text` sends: a Control release first, then each supported character.
-QList<KeyStroke> pasteStrokes(const QString &text);
 
 // Pasted text as the paste log previews it: its first 100 UTF-16 units.
 QString pastePreview(const QString &text);

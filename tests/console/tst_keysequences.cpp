@@ -40,8 +40,6 @@ private slots:
     void ctrlAltDel();
     void pasteClassification_data();
     void pasteClassification();
-    void pasteOfMixedText();
-    void pasteSkipsWhatCannotBeTyped();
     void pastePreview();
 };
 
@@ -54,6 +52,9 @@ void TestKeySequences::namedInputs_data()
     QTest::newRow("q stays 0x71") << "q" << tap(0x71);
     QTest::newRow("Q") << "Q" << tap(Qt::Key_Q);
     QTest::newRow("line feed from the Enter button") << "\n" << tap(0x0A);
+    QTest::newRow("backspace character from the Backspace button")
+        << "\b" << tap(Qt::Key_Backspace);
+    QTest::newRow("tab character from the Tab button") << "\t" << tap(Qt::Key_Tab);
     QTest::newRow("blank from the Space button") << " " << tap(Qt::Key_Space);
     QTest::newRow("Enter") << "Enter" << tap(Qt::Key_Return);
     QTest::newRow("Space") << "Space" << tap(Qt::Key_Space);
@@ -154,32 +155,6 @@ void TestKeySequences::pasteClassification()
         return;
     QCOMPARE(paste.key, key);
     QCOMPARE(paste.shift, shift);
-}
-
-void TestKeySequences::pasteOfMixedText()
-{
-    QCOMPARE(pasteStrokes(QStringLiteral("aB1")), (QList<KeyStroke>{{Qt::Key_Meta, 1},
-                                                                    {Qt::Key_A, 0},
-                                                                    {Qt::Key_A, 1},
-                                                                    {Qt::Key_Shift, 0},
-                                                                    {Qt::Key_B, 0},
-                                                                    {Qt::Key_B, 1},
-                                                                    {Qt::Key_Shift, 1},
-                                                                    {Qt::Key_1, 0},
-                                                                    {Qt::Key_1, 1}}));
-}
-
-void TestKeySequences::pasteSkipsWhatCannotBeTyped()
-{
-    // A surrogate pair is two units, both skipped.
-    const QString text = QStringLiteral("x\ty\u00e9z") + QString::fromUcs4(U"\U0001F600");
-    QCOMPARE(pasteStrokes(text), (QList<KeyStroke>{{Qt::Key_Meta, 1},
-                                                   {Qt::Key_X, 0},
-                                                   {Qt::Key_X, 1},
-                                                   {Qt::Key_Y, 0},
-                                                   {Qt::Key_Y, 1},
-                                                   {Qt::Key_Z, 0},
-                                                   {Qt::Key_Z, 1}}));
 }
 
 void TestKeySequences::pastePreview()
