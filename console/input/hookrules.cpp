@@ -35,3 +35,62 @@ HookDecision decideHookEvent(HookEventType type, int keyCode, quint64 flags, boo
         return decide(6, true, Qt::Key_Tab);
     return decide(7, false, 0);
 }
+
+KeyboardGrabStatus keyboardGrabStatusFromX11(int status)
+{
+    switch (status) {
+    case 0:
+        return KeyboardGrabStatus::Success;
+    case 1:
+        return KeyboardGrabStatus::AlreadyGrabbed;
+    case 2:
+        return KeyboardGrabStatus::InvalidTime;
+    case 3:
+        return KeyboardGrabStatus::NotViewable;
+    case 4:
+        return KeyboardGrabStatus::Frozen;
+    default:
+        return KeyboardGrabStatus::Unavailable;
+    }
+}
+
+const char *keyboardGrabStatusName(KeyboardGrabStatus status)
+{
+    switch (status) {
+    case KeyboardGrabStatus::Success:
+        return "Success";
+    case KeyboardGrabStatus::AlreadyGrabbed:
+        return "AlreadyGrabbed";
+    case KeyboardGrabStatus::InvalidTime:
+        return "GrabInvalidTime";
+    case KeyboardGrabStatus::NotViewable:
+        return "GrabNotViewable";
+    case KeyboardGrabStatus::Frozen:
+        return "GrabFrozen";
+    case KeyboardGrabStatus::Unavailable:
+        break;
+    }
+    return "Unavailable";
+}
+
+bool keyboardHeldAfterFocusEvent(bool held, bool focusIn, FocusEventMode mode)
+{
+    switch (mode) {
+    case FocusEventMode::Grab:
+        return focusIn;
+    case FocusEventMode::Ungrab:
+        return false;
+    case FocusEventMode::Normal:
+    case FocusEventMode::WhileGrabbed:
+        break;
+    }
+    return held;
+}
+
+bool isGrabReleaseChord(int key, Qt::KeyboardModifiers modifiers)
+{
+    const Qt::KeyboardModifiers held =
+        modifiers & (Qt::ShiftModifier | Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier);
+    return key == Qt::Key_Escape &&
+           held == (Qt::ShiftModifier | Qt::ControlModifier | Qt::AltModifier);
+}

@@ -1,5 +1,6 @@
 // What the system keyboard tap does with each key event it sees: swallow it, forward a key to the
-// target, or let it through.
+// target, or let it through. How the X11 grab's state follows the server's focus events, the
+// grab statuses as logged, and the chord that lets the keyboard go.
 
 #include <QTest>
 
@@ -13,6 +14,12 @@ class TestHookRules : public QObject
 private slots:
     void decisions_data();
     void decisions();
+    void grabStatusNames_data();
+    void grabStatusNames();
+    void grabFollowsFocusEvents_data();
+    void grabFollowsFocusEvents();
+    void releaseChord_data();
+    void releaseChord();
 };
 
 void TestHookRules::decisions_data()
@@ -87,6 +94,103 @@ void TestHookRules::decisions()
     QCOMPARE(decision.forwardKey, forward);
     if (forward != 0)
         QCOMPARE(decision.action, action);
+}
+
+void TestHookRules::grabStatusNames_data()
+{
+    QTest::addColumn<int>("x11Status");
+    QTest::addColumn<QString>("name");
+    QTest::newRow("0") << 0 << "Success";
+    QTest::newRow("1") << 1 << "AlreadyGrabbed";
+    QTest::newRow("2") << 2 << "GrabInvalidTime";
+    QTest::newRow("3") << 3 << "GrabNotViewable";
+    QTest::newRow("4") << 4 << "GrabFrozen";
+    QTest::newRow("5 is no status of the protocol") << 5 << "Unavailable";
+    QTest::newRow("-1 no reply") << -1 << "Unavailable";
+}
+
+void TestHookRules::grabStatusNames()
+{
+    QFETCH(int, x11Status);
+    QFETCH(QString, name);
+    QCOMPARE(QString::fromLatin1(keyboardGrabStatusName(keyboardGrabStatusFromX11(x11Status))),
+             name);
+}
+
+// Rows are the focus events the X server sends to the console's window, in order, as
+// "in|out:mode"; taken from what Xvfb sends in each situation.
+void TestHookRules::grabFollowsFocusEvents_data()
+{
+    QTest::addColumn<bool>("heldBefore");
+    QTest::addColumn<QString>("events");
+    QTest::addColumn<bool>("heldAfter");
+
+    QTest::newRow("the console grabs") << false << "out:grab in:grab" << true;
+    QTest::newRow("grabbing again while holding sends nothing") << true << "" << true;
+    QTest::newRow("the console ungrabs") << true << "out:ungrab in:ungrab" << false;
+    QTest::newRow("unmapped: the server drops the grab, the focus reverts")
+        << true << "out:ungrab in:ungrab out:normal" << false;
+    QTest::newRow("a popup of the same connection grabs") << true << "out:grab" << false;
+    QTest::newRow("the popup ungrabs") << false << "in:ungrab" << false;
+    QTest::newRow("focus given back while another client holds the keyboard")
+        << false << "in:whilegrabbed" << false;
+    QTest::newRow("another client lets go") << false << "in:ungrab" << false;
+    QTest::newRow("focus moves away and back while holding")
+        << true << "out:whilegrabbed in:whilegrabbed" << true;
+    QTest::newRow("plain focus in without a grab") << false << "in:normal" << false;
+    QTest::newRow("grab, then a popup, then the popup's ungrab")
+        << false << "out:grab in:grab out:grab in:ungrab" << false;
+    QTest::newRow("ungrab then grab again, both seen")
+        << true << "out:ungrab in:ungrab out:grab in:grab" << true;
+}
+
+void TestHookRules::grabFollowsFocusEvents()
+{
+    QFETCH(bool, heldBefore);
+    QFETCH(QString, events);
+    QFETCH(bool, heldAfter);
+
+    const QHash<QString, FocusEventMode> modes{{"normal", FocusEventMode::Normal},
+                                               {"grab", FocusEventMode::Grab},
+                                               {"ungrab", FocusEventMode::Ungrab},
+                                               {"whilegrabbed", FocusEventMode::WhileGrabbed}};
+    bool held = heldBefore;
+    for (const QString &event : events.split(' ', Qt::SkipEmptyParts)) {
+        const QStringList parts = event.split(':');
+        QVERIFY(parts.size() == 2 && modes.contains(parts[1]));
+        held = keyboardHeldAfterFocusEvent(held, parts[0] == "in", modes.value(parts[1]));
+    }
+    QCOMPARE(held, heldAfter);
+}
+
+void TestHookRules::releaseChord_data()
+{
+    QTest::addColumn<int>("key");
+    QTest::addColumn<Qt::KeyboardModifiers>("modifiers");
+    QTest::addColumn<bool>("chord");
+
+    const Qt::KeyboardModifiers ctrlAltShift =
+        Qt::ControlModifier | Qt::AltModifier | Qt::ShiftModifier;
+    QTest::newRow("Ctrl+Alt+Shift+Escape") << int(Qt::Key_Escape) << ctrlAltShift << true;
+    QTest::newRow("on the keypad side too")
+        << int(Qt::Key_Escape) << (ctrlAltShift | Qt::KeypadModifier) << true;
+    QTest::newRow("with the logo key: the target's")
+        << int(Qt::Key_Escape) << (ctrlAltShift | Qt::MetaModifier) << false;
+    QTest::newRow("Ctrl+Shift+Escape: the target's task manager")
+        << int(Qt::Key_Escape) << (Qt::ControlModifier | Qt::ShiftModifier) << false;
+    QTest::newRow("Ctrl+Alt+Escape")
+        << int(Qt::Key_Escape) << (Qt::ControlModifier | Qt::AltModifier) << false;
+    QTest::newRow("Escape alone") << int(Qt::Key_Escape) << Qt::KeyboardModifiers() << false;
+    QTest::newRow("Ctrl+Alt+Shift+Delete") << int(Qt::Key_Delete) << ctrlAltShift << false;
+    QTest::newRow("the Shift press of the chord") << int(Qt::Key_Shift) << ctrlAltShift << false;
+}
+
+void TestHookRules::releaseChord()
+{
+    QFETCH(int, key);
+    QFETCH(Qt::KeyboardModifiers, modifiers);
+    QFETCH(bool, chord);
+    QCOMPARE(isGrabReleaseChord(key, modifiers), chord);
 }
 
 QTEST_APPLESS_MAIN(TestHookRules)
