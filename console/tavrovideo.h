@@ -157,6 +157,8 @@ signals:
     void previewGridRequested();
     void statusBarMessageRequested(const QString &message);
     void mouseChanged(const QString &position);
+    // The keyboard hook took the keyboard from the desktop, or it went back (the indicator).
+    void keyboardGrabChanged(bool held);
 
 public slots:
     void checkAndSwitchToMaxResolution();

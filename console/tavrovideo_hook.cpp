@@ -1,8 +1,13 @@
 // Console view: the system keyboard hook. While the view is the active, unminimised window of
 // the active application, the platform's keyboard tap takes the keyboard from the window system,
 // so that its shortcuts reach the target. Focus, activation and minimising start and stop it.
+// On X11 the grab's real state comes from the server: it is taken again when lost while the
+// console should hold it, and Ctrl+Alt+Shift+Escape gives it back until the window is activated
+// again.
+#include <QApplication>
 #include <QDebug>
 #include <QGuiApplication>
+#include <QKeyEvent>
 #include <QMessageBox>
 #include <QPointer>
 #include <QPushButton>
@@ -22,8 +27,21 @@ struct KeyboardHookState
 {
     QPointer<TavroVideo> owner;
     std::unique_ptr<KeyboardTap> tap;
+    QPointer<QWindow> tapWindow; // the window the tap was made for
     QTimer *monitor = nullptr;
     bool stopping = false; // blocks re-enabling while the tap is torn down
+    // A stop left for the next pass runs only if no start came after it.
+    quint64 stopTicket = 0;
+    // The operator pressed the release chord: the desktop keeps the keyboard until the console's
+    // window is activated again.
+    bool releasedByOperator = false;
+    bool syncQueued = false;
+    // What the view was last told about the grab, for its indicator.
+    QPointer<TavroVideo> shownTo;
+    bool shownHeld = false;
+    // Repeated attempts that fail the same way log once; cleared when the keyboard is held.
+    KeyboardGrabStatus lastFailure = KeyboardGrabStatus::Success;
+    QPointer<QObject> chordFilter;
 };
 
 KeyboardHookState &hookState()
@@ -35,6 +53,190 @@ KeyboardHookState &hookState()
 const char *grantedText(bool trusted)
 {
     return trusted ? "已授权" : "未授权";
+}
+
+const char *grabFailureText(KeyboardGrabStatus status)
+{
+    switch (status) {
+    case KeyboardGrabStatus::AlreadyGrabbed:
+        return "键盘已被其他程序抓取";
+    case KeyboardGrabStatus::InvalidTime:
+        return "抓取时间无效";
+    case KeyboardGrabStatus::NotViewable:
+        return "窗口不可见";
+    case KeyboardGrabStatus::Frozen:
+        return "键盘被其他程序冻结";
+    case KeyboardGrabStatus::Success:
+    case KeyboardGrabStatus::Unavailable:
+        break;
+    }
+    return "系统未提供键盘抓取";
+}
+
+// Whether the tap should hold the keyboard now: the owner's window shown, not minimised and
+// active in the active application, not let go by the operator, and no popup of ours holding it.
+bool keyboardWanted()
+{
+    const KeyboardHookState &state = hookState();
+    if (!state.owner || !state.tap || state.stopping || state.releasedByOperator)
+        return false;
+    const QWidget *window = state.owner->window();
+    if (!window->isVisible() || window->isMinimized() || !window->isActiveWindow() ||
+        QGuiApplication::applicationState() != Qt::ApplicationActive)
+        return false;
+    return !(state.tap->isWindowGrab() && QApplication::activePopupWidget());
+}
+
+// Tells the owner's indicator when the held state changed.
+void announceGrab()
+{
+    KeyboardHookState &state = hookState();
+    if (state.shownTo != state.owner) {
+        // The hook stopped or changed hands: the last owner's indicator goes off.
+        if (state.shownTo && state.shownHeld) {
+            qDebug() << "[底层键盘钩子] 键盘抓取状态: 已释放";
+            emit state.shownTo->keyboardGrabChanged(false);
+        }
+        state.shownTo = state.owner;
+        state.shownHeld = false;
+    }
+    const bool held = state.tap && state.tap->isEnabled();
+    if (!state.owner || held == state.shownHeld)
+        return;
+    state.shownHeld = held;
+    qDebug() << "[底层键盘钩子] 键盘抓取状态:" << (held ? "已抓取" : "已释放");
+    emit state.owner->keyboardGrabChanged(held);
+}
+
+bool takeKeyboard()
+{
+    KeyboardHookState &state = hookState();
+    const KeyboardGrabStatus status = state.tap->setEnabled(true);
+    if (status == KeyboardGrabStatus::Success) {
+        state.lastFailure = status;
+        return true;
+    }
+    if (status != state.lastFailure) {
+        qWarning().noquote() << "[底层键盘钩子] 抓取键盘失败:" << keyboardGrabStatusName(status)
+                             << grabFailureText(status);
+        state.lastFailure = status;
+    }
+    return false;
+}
+
+// While a popup of ours is open its grab has replaced the tap's; ungrabbing would take it away.
+void letKeyboardGo()
+{
+    KeyboardTap &tap = *hookState().tap;
+    if (tap.isWindowGrab() && QApplication::activePopupWidget())
+        tap.yieldToPopup();
+    else
+        tap.setEnabled(false);
+}
+
+// Makes the tap hold the keyboard exactly when it should, logging the given line (if any) when
+// that takes or lets it go.
+void syncKeyboardGrab(const char *takenLog, const char *releasedLog)
+{
+    KeyboardHookState &state = hookState();
+    if (state.tap && !state.stopping) {
+        const bool wanted = keyboardWanted();
+        if (wanted && !state.tap->isEnabled()) {
+            if (takeKeyboard() && takenLog)
+                qDebug() << takenLog;
+        } else if (!wanted && state.tap->isEnabled()) {
+            letKeyboardGo();
+            if (releasedLog)
+                qDebug() << releasedLog;
+        }
+    }
+    announceGrab();
+}
+
+// The tap's news (X11: a focus-grab event, the window mapped again) is acted on from the event
+// loop, once for a burst, never inside the toolkit's event dispatch.
+void scheduleGrabSync()
+{
+    KeyboardHookState &state = hookState();
+    if (state.syncQueued)
+        return;
+    state.syncQueued = true;
+    QMetaObject::invokeMethod(
+        qApp,
+        [] {
+            KeyboardHookState &state = hookState();
+            state.syncQueued = false;
+            if (state.tap && state.shownHeld && !state.tap->isEnabled())
+                qDebug() << "[底层键盘钩子] 键盘抓取已被系统或其他程序取消";
+            syncKeyboardGrab("[底层键盘钩子] 已重新抓取键盘", nullptr);
+        },
+        Qt::QueuedConnection);
+}
+
+void releaseKeyboardByOperator()
+{
+    KeyboardHookState &state = hookState();
+    state.releasedByOperator = true;
+    qDebug() << "[底层键盘钩子] 按下 Ctrl+Alt+Shift+Esc，键盘交还桌面，窗口重新激活后恢复抓取";
+    syncKeyboardGrab(nullptr, nullptr);
+    if (state.owner)
+        emit state.owner->statusBarMessageRequested(
+            QStringLiteral("键盘已交还桌面，重新激活窗口后恢复捕获"));
+}
+
+// Ctrl+Alt+Shift+Escape in the hook owner's window. Application-wide, so that it comes before
+// the view forwards the keys: the modifiers reach the target, the Escape never does.
+class GrabReleaseChordFilter : public QObject
+{
+public:
+    using QObject::QObject;
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        if (event->type() != QEvent::KeyPress && event->type() != QEvent::KeyRelease)
+            return false;
+        const KeyboardHookState &state = hookState();
+        // Only a window grab is ours to hand back; a macOS tap keeps the system's shortcuts
+        // (Cmd+Option+Shift+Esc is its force quit) and takes no chord.
+        if (!state.owner || !state.tap || !state.tap->isWindowGrab() ||
+            !isInWindow(watched, state.owner->window()))
+            return false;
+        const auto *key = static_cast<QKeyEvent *>(event);
+        if (m_escapeDown && key->key() == Qt::Key_Escape) {
+            // Its repeats and its release, whatever is still held by then.
+            if (event->type() == QEvent::KeyRelease && !key->isAutoRepeat())
+                m_escapeDown = false;
+            return true;
+        }
+        if (event->type() != QEvent::KeyPress || !isGrabReleaseChord(key->key(), key->modifiers()))
+            return false;
+        m_escapeDown = true;
+        releaseKeyboardByOperator();
+        return true;
+    }
+
+private:
+    // The toolkit hands a key to the window first, then to its focus widget.
+    static bool isInWindow(const QObject *watched, const QWidget *window)
+    {
+        if (const auto *widget = qobject_cast<const QWidget *>(watched))
+            return widget->window() == window;
+        if (const auto *handle = qobject_cast<const QWindow *>(watched))
+            return handle == window->windowHandle();
+        return false;
+    }
+
+    bool m_escapeDown = false;
+};
+
+void ensureChordFilter()
+{
+    KeyboardHookState &state = hookState();
+    if (state.chordFilter || !qApp)
+        return;
+    state.chordFilter = new GrabReleaseChordFilter(qApp);
+    qApp->installEventFilter(state.chordFilter);
 }
 
 } // namespace
@@ -102,14 +304,15 @@ void showAccessibilityPermissionDialog()
 void monitorHookStatus()
 {
     KeyboardHookState &state = hookState();
-    if (!state.tap || state.stopping || state.tap->isEnabled())
+    // A tap the console lets go of on purpose (popup, minimised, released) is left alone.
+    if (!state.tap || state.stopping || state.tap->isEnabled() || !keyboardWanted())
         return;
     qDebug() << "[钩子监控] 检测到键盘钩子已被系统禁用，尝试重新启用...";
-    state.tap->setEnabled(true);
-    if (state.tap->isEnabled())
+    if (takeKeyboard())
         qDebug() << "[钩子监控] 键盘钩子已成功重新启用";
     else
         qDebug() << "[钩子监控] 键盘钩子重新启用失败，可能需要重新创建";
+    announceGrab();
 }
 
 bool keyboardEventCallback(HookEventType type, int keyCode, quint64 flags)
@@ -138,8 +341,10 @@ bool keyboardEventCallback(HookEventType type, int keyCode, quint64 flags)
 void TavroVideo::startSystemKeyboardHook()
 {
     KeyboardHookState &state = hookState();
+    ++state.stopTicket; // a stop left for the next pass must not take down what starts now
     qDebug() << "[底层键盘钩子] 正在启动系统级键盘钩子...";
     state.owner = this;
+    ensureChordFilter();
     bool trusted = checkAccessibilityPermission();
     qDebug() << "[底层键盘钩子] 当前辅助功能权限状态:" << grantedText(trusted);
     if (!trusted) {
@@ -157,16 +362,39 @@ void TavroVideo::startSystemKeyboardHook()
              << (requestAccessibilityPermission() ? "已授权" : "用户拒绝");
     qDebug() << "[底层键盘钩子] 辅助功能权限已确认，正在创建事件监听器...";
 
-    QString error;
-    state.tap = createKeyboardTap(window()->windowHandle(), keyboardEventCallback, &error);
-    if (!state.tap) {
-        qWarning() << "[底层键盘钩子] 创建事件监听器失败，可能是权限不足或系统限制";
-        qWarning() << "[底层键盘钩子] 建议：请确保在系统偏好设置中授予辅助功能权限";
-        qDebug().noquote() << "[底层键盘钩子] 失败原因:" << error;
-        return;
+    QWindow *handle = window()->windowHandle();
+    if (state.tap && state.tapWindow != handle) {
+        // The old tap lets go before a new one grabs: a client has one grab, and the old tap's
+        // ungrab after the new grab would end it.
+        state.tap.reset();
     }
-    qDebug() << "[底层键盘钩子] 事件监听器启用状态:"
-             << (state.tap->isEnabled() ? "已启用" : "启用失败");
+    if (state.tap) {
+        // Still there from a stop that has not run, or a start without a stop.
+        qDebug() << "[底层键盘钩子] 沿用已有的事件监听器";
+    } else {
+        QString error;
+        state.tap = createKeyboardTap(handle, keyboardEventCallback, &error);
+        if (!state.tap) {
+            qWarning() << "[底层键盘钩子] 创建事件监听器失败，可能是权限不足或系统限制";
+            qWarning() << "[底层键盘钩子] 建议：请确保在系统偏好设置中授予辅助功能权限";
+            qDebug().noquote() << "[底层键盘钩子] 失败原因:" << error;
+            announceGrab();
+            return;
+        }
+        state.tapWindow = handle;
+        state.tap->setChangeHandler(&scheduleGrabSync);
+    }
+    // Asked even when the tap counts itself holding: the server's answer is the truth.
+    if (keyboardWanted()) {
+        takeKeyboard();
+        qDebug() << "[底层键盘钩子] 事件监听器启用状态:"
+                 << (state.tap->isEnabled() ? "已启用" : "启用失败");
+    } else {
+        if (state.tap->isEnabled())
+            letKeyboardGo();
+        qDebug() << "[底层键盘钩子] 暂不抓取键盘（窗口不在前台、弹出窗口打开中或已按释放组合键）";
+    }
+    announceGrab();
     if (!state.monitor) {
         state.monitor = new QTimer;
         state.monitor->setInterval(kHookMonitorIntervalMs);
@@ -198,17 +426,27 @@ void TavroVideo::stopSystemKeyboardHook()
     }
     if (state.tap) {
         qDebug() << "[底层键盘钩子] 正在停止系统级键盘钩子...";
+        if (state.tap->isEnabled())
+            letKeyboardGo();
         state.tap.reset();
+        state.tapWindow = nullptr;
         qDebug() << "[底层键盘钩子] 系统级键盘钩子已停止";
     }
     state.owner = nullptr;
     state.stopping = false;
+    announceGrab();
 }
 
 void TavroVideo::startKeyboardHookIfStopped()
 {
     if (m_keyboardHookActive)
         return;
+    // Focus and the delayed restore can arrive while the window is minimised or hidden.
+    const QWidget *top = window();
+    if (!top->isVisible() || top->isMinimized()) {
+        qDebug() << "[焦点管理] 窗口已最小化或隐藏，不启动键盘钩子";
+        return;
+    }
     startSystemKeyboardHook();
     m_keyboardHookActive = true;
 }
@@ -221,14 +459,18 @@ void TavroVideo::stopKeyboardHookIfRunning()
     m_keyboardHookActive = false;
 }
 
-// The flag clears at once, so that nothing restarts the hook in between; the tap goes on the
-// next pass of the event loop.
+// The flag clears at once; the tap goes on the next pass of the event loop, unless the hook was
+// started again before then.
 void TavroVideo::stopKeyboardHookOnNextPass()
 {
     if (!m_keyboardHookActive)
         return;
     m_keyboardHookActive = false;
-    QTimer::singleShot(0, this, [] { TavroVideo::stopSystemKeyboardHook(); });
+    const quint64 ticket = ++hookState().stopTicket;
+    QTimer::singleShot(0, this, [ticket] {
+        if (hookState().stopTicket == ticket)
+            TavroVideo::stopSystemKeyboardHook();
+    });
 }
 
 void TavroVideo::stopKeyboardHookForLayoutSwitch()
@@ -253,6 +495,13 @@ void TavroVideo::showPermissionDialog()
 
 void TavroVideo::onWindowActivationChanged(bool active)
 {
+    KeyboardHookState &state = hookState();
+    if (active && state.releasedByOperator) {
+        qDebug() << "[底层键盘钩子] 窗口重新激活，恢复键盘抓取";
+        state.releasedByOperator = false;
+    }
+    // The grab follows at once; a tap no longer needed goes on the next pass.
+    syncKeyboardGrab(nullptr, nullptr);
     if (active) {
         if (!window()->isMinimized() && m_appActive && !m_keyboardHookActive) {
             qDebug() << "[焦点管理] 窗口激活且应用在前台，启动键盘钩子";
@@ -282,17 +531,9 @@ void TavroVideo::onWindowStateChanged(Qt::WindowStates oldState)
         }
     }
     syncResolutionCheck(nullptr, nullptr);
-    // A tap that survives keeps its enabled state in line with the window.
-    KeyboardHookState &state = hookState();
-    if (!state.tap)
-        return;
-    if (!minimized && window()->isActiveWindow() && !state.tap->isEnabled()) {
-        qDebug() << "[TavroVideo::changeEvent] 窗口从最小化恢复，重新启用按键 hook";
-        state.tap->setEnabled(true);
-    } else if (minimized && state.tap->isEnabled()) {
-        qDebug() << "[TavroVideo::changeEvent] 窗口最小化，暂停按键 hook";
-        state.tap->setEnabled(false);
-    }
+    // A tap that survives keeps its state in line with the window.
+    syncKeyboardGrab("[TavroVideo::changeEvent] 窗口从最小化恢复，重新启用按键 hook",
+                     "[TavroVideo::changeEvent] 窗口最小化，暂停按键 hook");
 }
 
 bool TavroVideo::nativeEvent(const QByteArray &eventType, void *message, qintptr *result)

@@ -23,4 +23,13 @@ MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent)
     m_video = new TavroVideo(this);
     m_video->setObjectName(QStringLiteral("tavroVideo"));
     setCentralWidget(m_video);
+
+    // Shown while the console holds the keyboard, so that the operator knows why desktop
+    // shortcuts do nothing and how to get them back.
+    auto *grab = new QLabel(QStringLiteral("⌨ 键盘已捕获（Ctrl+Alt+Shift+Esc 释放）"), this);
+    grab->setObjectName(QStringLiteral("keyboardGrabIndicator"));
+    grab->setStyleSheet(QStringLiteral("color: #00c853; padding: 0 8px;"));
+    grab->hide();
+    statusBar()->addPermanentWidget(grab);
+    connect(m_video, &TavroVideo::keyboardGrabChanged, grab, &QLabel::setVisible);
 }

@@ -13,7 +13,8 @@ bool checkAccessibilityPermission();
 bool requestAccessibilityPermission();
 // The console's explanation of the permission, once at a time.
 void showAccessibilityPermissionDialog();
-// Every 5 s while the hook runs: re-enables a tap the system switched off.
+// Every 5 s while the hook runs: takes the keyboard again when the tap lost it while the console
+// should hold it (a grab that failed, one the system ended).
 void monitorHookStatus();
 // The tap's handler: forwards what the decision table says to the owner; true swallows.
 bool keyboardEventCallback(HookEventType type, int keyCode, quint64 flags);

@@ -66,10 +66,13 @@ public:
     }
 
     bool isEnabled() const override { return m_tap && CGEventTapIsEnabled(m_tap); }
-    void setEnabled(bool enabled) override
+    KeyboardGrabStatus setEnabled(bool enabled) override
     {
-        if (m_tap)
-            CGEventTapEnable(m_tap, enabled);
+        if (!m_tap)
+            return enabled ? KeyboardGrabStatus::Unavailable : KeyboardGrabStatus::Success;
+        CGEventTapEnable(m_tap, enabled);
+        return !enabled || CGEventTapIsEnabled(m_tap) ? KeyboardGrabStatus::Success
+                                                      : KeyboardGrabStatus::Unavailable;
     }
 
 private:

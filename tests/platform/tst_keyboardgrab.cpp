@@ -1,10 +1,12 @@
 // The keyboard tap on X11: while the console holds it, no other client (the window manager's
-// shortcut handling included) can take the keyboard; released, the keyboard is free again.
+// shortcut handling included) can take the keyboard; released, the keyboard is free again. The
+// tap's state follows the server, not what it last asked for.
 
 #include <QApplication>
 #include <QTest>
 #include <QWidget>
 #include <QWindow>
+#include <QtGui/qguiapplication_platform.h>
 #include <xcb/xcb.h>
 
 #include "platform/keyboardtap.h"
@@ -32,7 +34,69 @@ int otherClientGrabStatus()
     return status;
 }
 
+// Another client acting on the display while it lives: holds the keyboard, freezes it through a
+// synchronous pointer grab, or unmaps a window as a window manager would.
+class OtherClient
+{
+public:
+    OtherClient() : m_connection(xcb_connect(nullptr, nullptr)) {}
+    ~OtherClient()
+    {
+        xcb_ungrab_keyboard(m_connection, XCB_CURRENT_TIME);
+        xcb_ungrab_pointer(m_connection, XCB_CURRENT_TIME);
+        sync();
+        xcb_disconnect(m_connection);
+    }
+    OtherClient(const OtherClient &) = delete;
+    OtherClient &operator=(const OtherClient &) = delete;
+
+    int grabKeyboard()
+    {
+        xcb_grab_keyboard_reply_t *reply =
+            xcb_grab_keyboard_reply(m_connection,
+                                    xcb_grab_keyboard(m_connection, 0, root(), XCB_CURRENT_TIME,
+                                                      XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC),
+                                    nullptr);
+        const int status = reply ? reply->status : -1;
+        free(reply);
+        return status;
+    }
+    int freezeKeyboard()
+    {
+        xcb_grab_pointer_reply_t *reply = xcb_grab_pointer_reply(
+            m_connection,
+            xcb_grab_pointer(m_connection, 0, root(), 0, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_SYNC,
+                             XCB_NONE, XCB_NONE, XCB_CURRENT_TIME),
+            nullptr);
+        const int status = reply ? reply->status : -1;
+        free(reply);
+        return status;
+    }
+    void unmap(xcb_window_t window)
+    {
+        xcb_unmap_window(m_connection, window);
+        sync();
+    }
+
+private:
+    xcb_window_t root() const
+    {
+        return xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data->root;
+    }
+    void sync()
+    {
+        free(xcb_get_input_focus_reply(m_connection, xcb_get_input_focus(m_connection), nullptr));
+    }
+
+    xcb_connection_t *m_connection;
+};
+
+enum class Obstacle { None, OtherClientHoldsKeyboard, KeyboardFrozen, WindowUnmapped };
+
 } // namespace
+
+Q_DECLARE_METATYPE(Obstacle)
+Q_DECLARE_METATYPE(KeyboardGrabStatus)
 
 class TestKeyboardGrab : public QObject
 {
@@ -40,6 +104,10 @@ class TestKeyboardGrab : public QObject
 private slots:
     void initTestCase();
     void grabHoldsTheKeyboardUntilReleased();
+    void grabFailsWithTheServersReason_data();
+    void grabFailsWithTheServersReason();
+    void grabEndedByTheServerIsSeen();
+    void grabReplacedOnTheSameConnectionIsSeen();
     void trustIsGranted();
 };
 
@@ -60,18 +128,127 @@ void TestKeyboardGrab::grabHoldsTheKeyboardUntilReleased()
     QString error;
     std::unique_ptr<KeyboardTap> tap = createKeyboardTap(window.windowHandle(), {}, &error);
     QVERIFY2(tap, qPrintable(error));
+    QVERIFY(!tap->isEnabled()); // made without the keyboard
+    QCOMPARE(tap->setEnabled(true), KeyboardGrabStatus::Success);
     QVERIFY(tap->isEnabled());
+    QCOMPARE(otherClientGrabStatus(), int(XCB_GRAB_STATUS_ALREADY_GRABBED));
+    // Taking it again while holding it changes nothing.
+    QCOMPARE(tap->setEnabled(true), KeyboardGrabStatus::Success);
     QCOMPARE(otherClientGrabStatus(), int(XCB_GRAB_STATUS_ALREADY_GRABBED));
 
     // Paused while minimised, then taken again.
     tap->setEnabled(false);
     QVERIFY(!tap->isEnabled());
     QCOMPARE(otherClientGrabStatus(), int(XCB_GRAB_STATUS_SUCCESS));
-    tap->setEnabled(true);
+    QCOMPARE(tap->setEnabled(true), KeyboardGrabStatus::Success);
     QVERIFY(tap->isEnabled());
     QCOMPARE(otherClientGrabStatus(), int(XCB_GRAB_STATUS_ALREADY_GRABBED));
 
     tap.reset();
+    QCOMPARE(otherClientGrabStatus(), int(XCB_GRAB_STATUS_SUCCESS));
+}
+
+void TestKeyboardGrab::grabFailsWithTheServersReason_data()
+{
+    QTest::addColumn<Obstacle>("obstacle");
+    QTest::addColumn<KeyboardGrabStatus>("status");
+    QTest::newRow("another client holds the keyboard")
+        << Obstacle::OtherClientHoldsKeyboard << KeyboardGrabStatus::AlreadyGrabbed;
+    QTest::newRow("another client froze it")
+        << Obstacle::KeyboardFrozen << KeyboardGrabStatus::Frozen;
+    QTest::newRow("the window is unmapped")
+        << Obstacle::WindowUnmapped << KeyboardGrabStatus::NotViewable;
+}
+
+void TestKeyboardGrab::grabFailsWithTheServersReason()
+{
+    QFETCH(Obstacle, obstacle);
+    QFETCH(KeyboardGrabStatus, status);
+
+    QWidget window;
+    window.resize(320, 240);
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    std::unique_ptr<KeyboardTap> tap = createKeyboardTap(window.windowHandle(), {}, nullptr);
+    QVERIFY(tap);
+    {
+        OtherClient other;
+        switch (obstacle) {
+        case Obstacle::OtherClientHoldsKeyboard:
+            QCOMPARE(other.grabKeyboard(), int(XCB_GRAB_STATUS_SUCCESS));
+            break;
+        case Obstacle::KeyboardFrozen:
+            QCOMPARE(other.freezeKeyboard(), int(XCB_GRAB_STATUS_SUCCESS));
+            break;
+        case Obstacle::WindowUnmapped:
+            other.unmap(xcb_window_t(window.winId()));
+            break;
+        case Obstacle::None:
+            break;
+        }
+        QCOMPARE(tap->setEnabled(true), status);
+        QVERIFY(!tap->isEnabled());
+    }
+    if (obstacle != Obstacle::WindowUnmapped) {
+        // The other client has gone: the same tap takes it now.
+        QCOMPARE(tap->setEnabled(true), KeyboardGrabStatus::Success);
+        QVERIFY(tap->isEnabled());
+    }
+}
+
+// The server drops the grab of a window that is unmapped; the tap hears of it and says so.
+void TestKeyboardGrab::grabEndedByTheServerIsSeen()
+{
+    QWidget window;
+    window.resize(320, 240);
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    std::unique_ptr<KeyboardTap> tap = createKeyboardTap(window.windowHandle(), {}, nullptr);
+    QVERIFY(tap);
+    int changes = 0;
+    tap->setChangeHandler([&changes] { ++changes; });
+    QCOMPARE(tap->setEnabled(true), KeyboardGrabStatus::Success);
+
+    OtherClient other;
+    other.unmap(xcb_window_t(window.winId()));
+    QTRY_VERIFY(!tap->isEnabled());
+    QVERIFY(changes > 0);
+    QCOMPARE(otherClientGrabStatus(), int(XCB_GRAB_STATUS_SUCCESS));
+}
+
+// A popup's grab on the same connection replaces the tap's: the tap hears of it, and letting
+// go after yielding leaves the popup's grab alone.
+void TestKeyboardGrab::grabReplacedOnTheSameConnectionIsSeen()
+{
+    QWidget window;
+    window.resize(320, 240);
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    QWidget popup;
+    popup.resize(100, 100);
+    popup.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&popup));
+
+    std::unique_ptr<KeyboardTap> tap = createKeyboardTap(window.windowHandle(), {}, nullptr);
+    QVERIFY(tap);
+    QCOMPARE(tap->setEnabled(true), KeyboardGrabStatus::Success);
+    // What Qt does for a popup: a grab on its window, on the application's connection.
+    xcb_connection_t *connection =
+        qGuiApp->nativeInterface<QNativeInterface::QX11Application>()->connection();
+    xcb_grab_keyboard_reply_t *reply = xcb_grab_keyboard_reply(
+        connection,
+        xcb_grab_keyboard(connection, 0, xcb_window_t(popup.winId()), XCB_CURRENT_TIME,
+                          XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC),
+        nullptr);
+    QVERIFY(reply && reply->status == XCB_GRAB_STATUS_SUCCESS);
+    free(reply);
+    QTRY_VERIFY(!tap->isEnabled());
+
+    tap->yieldToPopup();
+    tap.reset();
+    QCOMPARE(otherClientGrabStatus(), int(XCB_GRAB_STATUS_ALREADY_GRABBED));
+    xcb_ungrab_keyboard(connection, XCB_CURRENT_TIME);
+    free(xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr));
     QCOMPARE(otherClientGrabStatus(), int(XCB_GRAB_STATUS_SUCCESS));
 }
 
