@@ -217,6 +217,9 @@ private:
     static bool isLinkOpen(const DeviceUartManager *link);
     // Encodes and writes one key frame; keeps the keys the target holds.
     bool writeKeyFrame(DeviceUartManager *link, int key, int action);
+    // A release that cannot be sent: the key leaves the encoder's report and the view's record
+    // all the same, so the two never disagree about what is held.
+    void forgetKey(int key);
     // When the current box's link (re)opens, the target holds no key and no button afterwards.
     QMetaObject::Connection followLinkOpens();
     void releaseAllOnTarget(const QString &deviceDid);

@@ -76,18 +76,23 @@ bool TavroVideo::forwardKeyEvent(const QKeyEvent *event, int action, const QStri
 {
     if (event->isAutoRepeat())
         return false;
+    const int key = event->key();
+    const int encoderKey = encoderKeyForPhysicalKey(key);
     if (getCurrentDeviceDid().isEmpty()) {
         qDebug() << "设备DID为空，无法发送按键数据";
+        if (action == 1)
+            forgetKey(encoderKey);
         return false;
     }
     DeviceUartManager *link = currentLink();
     if (!isLinkOpen(link)) {
         qDebug() << "串口未连接，无法发送按键数据 - 设备UART管理器状态:"
                  << "false";
+        if (action == 1)
+            forgetKey(encoderKey);
         return false;
     }
-    const int key = event->key();
-    key_pass(encoderKeyForPhysicalKey(key), action);
+    key_pass(encoderKey, action);
     if (action == 0) {
         QString sent = QStringLiteral("按键发送成功 - 按下 键值:%1 (0x%2)").arg(key).arg(hex(key));
         if (!shortcut.isEmpty())
@@ -252,24 +257,37 @@ bool TavroVideo::sendKeyValue(int key, int action)
 {
     qDebug().noquote().nospace() << "[DEBUG] sendKeyEvent called: keyVal=" << key
                                  << ", action=" << action;
+    const auto refuse = [this, key, action] {
+        if (action == 1)
+            forgetKey(key);
+        return false;
+    };
     if (getCurrentDeviceDid().isEmpty()) {
         qDebug() << "[UART] 设备DID为空，无法发送键盘数据";
-        return false;
+        return refuse();
     }
     DeviceUartManager *link = currentLink();
     if (!isLinkOpen(link)) {
         qDebug() << "[UART] 串口未连接，无法发送键盘数据";
-        return false;
+        return refuse();
     }
     if (!isAppReallyInForeground()) {
         qDebug() << "[UART] 应用在后台，跳过按键事件发送";
-        return false;
+        return refuse();
     }
     if (!isLinkOpen(link)) {
         qDebug() << "[UART] sendKeyEvent失败: 串口未连接";
-        return false;
+        return refuse();
     }
     return writeKeyFrame(link, key, action);
+}
+
+void TavroVideo::forgetKey(int key)
+{
+    // The report's state is protocol-independent; CH9329 is the code that always changes it.
+    uint8_t unused[kKeyFrameBufferSize];
+    key_convert(kProtocolCh9329, key, 1, unused);
+    m_heldKeys.removeAll(key);
 }
 
 bool TavroVideo::writeKeyFrame(DeviceUartManager *link, int key, int action)
@@ -292,15 +310,16 @@ bool TavroVideo::writeKeyFrame(DeviceUartManager *link, int key, int action)
                                                   : QStringLiteral("CH9329"))
                               .arg(kKeyFrameLength);
     printHexData(frame, QStringLiteral("[UART数据] "));
+    // The record follows the encoder, which has changed whether or not the bytes leave.
+    if (action == 0 && !m_heldKeys.contains(key))
+        m_heldKeys.append(key);
+    else if (action == 1)
+        m_heldKeys.removeAll(key);
     const bool sent = link->sendData(frame);
     if (!sent) {
         qDebug() << "[UART] 键盘数据发送失败";
         return false;
     }
-    if (action == 0 && !m_heldKeys.contains(key))
-        m_heldKeys.append(key);
-    else if (action == 1)
-        m_heldKeys.removeAll(key);
     return true;
 }
 
@@ -310,12 +329,15 @@ void TavroVideo::releaseHeldKeys()
         return;
     DeviceUartManager *link = currentLink();
     const QList<int> held = m_heldKeys;
+    if (isLinkOpen(link))
+        qDebug() << "[键盘] 焦点离开，释放目标上仍按下的键:" << held;
+    for (auto it = held.crbegin(); it != held.crend(); ++it) {
+        if (isLinkOpen(link))
+            writeKeyFrame(link, *it, 1);
+        else
+            forgetKey(*it); // the target gets an empty report when the link opens again
+    }
     m_heldKeys.clear();
-    if (!isLinkOpen(link))
-        return;
-    qDebug() << "[键盘] 焦点离开，释放目标上仍按下的键:" << held;
-    for (auto it = held.crbegin(); it != held.crend(); ++it)
-        writeKeyFrame(link, *it, 1);
 }
 
 QMetaObject::Connection TavroVideo::followLinkOpens()

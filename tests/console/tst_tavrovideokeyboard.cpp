@@ -66,6 +66,7 @@ private slots:
     void applicationReturningRestoresTheHookOnce();
     void minimisingStopsTheHook();
     void reopenedLinkLeavesNothingHeld();
+    void shiftHeldAcrossAHangUpLeavesNoModifier();
 
 private:
     BoxSimProcess &box() { return m_console.box(); }
@@ -609,6 +610,42 @@ void TestTavroVideoKeyboard::reopenedLinkLeavesNothingHeld()
     QApplication::sendEvent(m_view, &release);
     QTest::keyRelease(m_view, Qt::Key_K, Qt::ShiftModifier);
     QTest::keyRelease(m_view, Qt::Key_Shift, Qt::NoModifier);
+}
+
+void TestTavroVideoKeyboard::shiftHeldAcrossAHangUpLeavesNoModifier()
+{
+    QVERIFY(refocusConsole());
+    const DeviceUartManager::WatchTiming saved = DeviceUartManager::watchTiming();
+    const auto restore = qScopeGuard([&] { DeviceUartManager::setWatchTiming(saved); });
+    DeviceUartManager::WatchTiming fast;
+    fast.heartbeatIntervalMs = 3600 * 1000;
+    fast.reopenPollMs = 50;
+    DeviceUartManager::setWatchTiming(fast);
+    DeviceUartManager *link =
+        UartManager::instance()->getDeviceUartManager(m_view->getCurrentDeviceDid());
+    const QString port = link->portName();
+    QSignalSpy lost(link, &DeviceUartManager::linkLost);
+    QSignalSpy opened(link, &DeviceUartManager::linkOpened);
+
+    QTest::keyPress(m_view, Qt::Key_Shift, Qt::ShiftModifier);
+    QTRY_COMPARE(targetKeysHeld(), QStringList({"LeftShift"}));
+
+    // The box hangs up; Shift goes up while its link is down.
+    box().stop();
+    QTRY_VERIFY_WITH_TIMEOUT(lost.size() == 1, 10000);
+    QTest::keyRelease(m_view, Qt::Key_Shift, Qt::NoModifier);
+    // The release could not be sent, yet Shift is up: the view does not count it as held.
+    QVERIFY(m_view->heldKeys().isEmpty());
+    QVERIFY(box().startReady(port));
+    QTRY_VERIFY_WITH_TIMEOUT(opened.size() >= 1 && link->isConnected(), 10000);
+    QVERIFY(refocusConsole());
+
+    const int from = quietEventCount();
+    QTest::keyClick(m_view, Qt::Key_J);
+    QCOMPARE(eventsSince(from), QStringList({"key_down:J", "key_up:J"}));
+    QCOMPARE(targetKeysHeld(), QStringList());
+    QVERIFY(lastTypedText().endsWith('j'));
+    QVERIFY(m_view->heldKeys().isEmpty());
 }
 
 int main(int argc, char **argv)
