@@ -6,7 +6,6 @@
 #include <QWindowStateChangeEvent>
 
 #include "console/input/keyrules.h"
-#include "console/input/mouserules.h"
 #include "console/tavrovideo.h"
 #include "platform/keyboardlayout.h"
 #include "protocol/ch9329.h"
@@ -232,8 +231,10 @@ void TavroVideo::focusInEvent(QFocusEvent *event)
 
 void TavroVideo::focusOutEvent(QFocusEvent *event)
 {
-    // Keys released while another window has the keyboard never reach the view: let them go now.
+    // Keys and buttons released while another window has them never reach the view: let them go
+    // now.
     releaseHeldKeys();
+    releaseHeldMouseButtons();
     m_appActive = false;
     stopKeyboardHookIfRunning();
     QWidget::focusOutEvent(event);
@@ -366,14 +367,9 @@ void TavroVideo::releaseAllOnTarget(const QString &deviceDid)
     // An absolute report always carries a position: the last one the view sent, so the cursor
     // stays where it is. Without one the view never pressed a button either.
     m_pendingMouseButtons = 0;
-    if (m_lastMousePos.x() < 0 || m_lastMousePos.y() < 0)
-        return;
-    quint16 size[2];
-    mouseReportSize(m_negotiatedResolution, m_blackBorderInfo, size);
-    const quint16 point[2] = {quint16(m_lastMousePos.x()), quint16(m_lastMousePos.y())};
-    uint8_t mouse[kKeyFrameBufferSize] = {};
-    if (coord_convert(kProtocolCh9329, m_coordMode, size, point, 0, 0, mouse) == 0)
-        link->sendData(QByteArray(reinterpret_cast<const char *>(mouse), kCh9329MouseFrameSize));
+    if (m_lastReportPos.x() >= 0)
+        writeMouseFrame(link, m_lastReportPos.x(), m_lastReportPos.y(), 0, 0);
+    m_targetMouseButtons = 0;
 }
 
 void TavroVideo::printHexData(const QByteArray &data, const QString &prefix)

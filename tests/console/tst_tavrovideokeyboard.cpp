@@ -263,12 +263,20 @@ void TestTavroVideoKeyboard::focusLossReleasesHeldKeys()
     QTest::keyPress(m_view, Qt::Key_Shift, Qt::ShiftModifier);
     QTest::keyPress(m_view, Qt::Key_K, Qt::ShiftModifier);
     QCOMPARE(m_view->heldKeys(), QList<int>({Qt::Key_Shift, Qt::Key_K}));
-    // Another window takes the keyboard; the releases go to it, never to the view.
+    // A drag with the left button, too.
+    QTRY_VERIFY(!m_view->getActualVideoDisplayRect().isEmpty());
+    const QPoint at = m_view->getActualVideoDisplayRect().center();
+    QMouseEvent press(QEvent::MouseButtonPress, at, m_view->mapToGlobal(at), Qt::LeftButton,
+                      Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(m_view, &press);
+    QTRY_COMPARE(targetButtonsHeld(), 1);
+    // Another window takes the keyboard and the mouse; the releases go to it, never to the view.
     QFocusEvent out(QEvent::FocusOut, Qt::ActiveWindowFocusReason);
     QApplication::sendEvent(m_view, &out);
     QVERIFY(m_view->heldKeys().isEmpty());
     QCOMPARE(eventsSince(from),
              QStringList({"key_down:LeftShift", "key_down:K", "key_up:K", "key_up:LeftShift"}));
+    QCOMPARE(targetButtonsHeld(), 0);
     QFocusEvent in(QEvent::FocusIn, Qt::ActiveWindowFocusReason);
     QApplication::sendEvent(m_view, &in);
 }
