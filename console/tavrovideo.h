@@ -7,14 +7,17 @@
 #include <QImage>
 #include <QPointer>
 #include <QRect>
+#include <QSet>
 #include <QSize>
 #include <QVideoFrame>
 #include <QVideoFrameFormat>
 #include <QWidget>
 
 #include "console/input/bordercheck.h"
+#include "console/input/keyrules.h"
 #include "console/input/mouserules.h"
 #include "console/input/newsoftkeyboard.h"
+#include "platform/keyboardlayout.h"
 #include <atomic>
 #include <functional>
 #include <memory>
@@ -220,6 +223,11 @@ private:
     // A release that cannot be sent: the key leaves the encoder's report and the view's record
     // all the same, so the two never disagree about what is held.
     void forgetKey(int key);
+    // Sends what m_operatorKeys decided, and flushes a release it holds back once its pair
+    // window has passed.
+    void sendOperatorStrokes(const QList<KeyStroke> &strokes);
+    // The keys the operator holds are let go of elsewhere (focus loss, a reopened link).
+    void forgetOperatorKeys();
     // When the current box's link (re)opens, the target holds no key and no button afterwards.
     QMetaObject::Connection followLinkOpens();
     void releaseAllOnTarget(const QString &deviceDid);
@@ -307,6 +315,9 @@ private:
     bool m_keyboardHookActive = false;
     bool m_permissionDialogShowing = false;
     QList<int> m_heldKeys; // pressed on the target by this view, in order
+    OperatorKeys m_operatorKeys{keyReleasesMayBeRepeats()}; // the local keyboard's keys down
+    QTimer *m_releaseFlushTimer = nullptr;
+    QSet<int> m_lackingKeysLogged; // keys the target has no usage for, logged once each
     // Made while the view is constructed, before its first camera open can open a link.
     QMetaObject::Connection m_linkOpenedConnection = followLinkOpens();
     QPointer<NewSoftKeyboard> m_newSoftKeyboard;

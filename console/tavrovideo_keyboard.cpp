@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QDebug>
 #include <QKeyEvent>
+#include <QTimer>
 #include <QWindowStateChangeEvent>
 
 #include "console/input/keyrules.h"
@@ -18,6 +19,9 @@ constexpr int kKeyFrameBufferSize = 16;
 constexpr int kKeyFrameLength = 14;
 // key_convert with an action other than press or release writes the current report unchanged.
 constexpr int kReEmitReport = 2;
+// How long a release waits for the press that would make it half of an X11 auto-repeat pair.
+// Both halves leave the X server together; the wait only covers their reading and delivery.
+constexpr int kRepeatPairWindowMs = 30;
 
 QString hex(int value)
 {
@@ -73,25 +77,43 @@ static QString keyEventLogLine(const char *verb, const QKeyEvent *event, const Q
 
 bool TavroVideo::forwardKeyEvent(const QKeyEvent *event, int action, const QString &shortcut)
 {
+    const int key = event->key();
+    OperatorKeys::Event keyEvent;
+    keyEvent.press = action == 0;
+    keyEvent.physicalKey =
+        physicalKeyOf(physicalKeyId(event->nativeScanCode(), event->nativeVirtualKey()), key);
+    keyEvent.key = encoderKeyForPhysicalKey(key, event->modifiers());
+    keyEvent.timestamp = event->timestamp();
+    keyEvent.autoRepeat = event->isAutoRepeat();
+
+    const bool noDid = getCurrentDeviceDid().isEmpty();
+    if (noDid || !isLinkOpen(currentLink())) {
+        if (!event->isAutoRepeat() && noDid)
+            qDebug() << "设备DID为空，无法发送按键数据";
+        else if (!event->isAutoRepeat())
+            qDebug() << "串口未连接，无法发送按键数据 - 设备UART管理器状态:"
+                     << "false";
+        // A key let go while nothing can be sent is up all the same.
+        if (action == 1) {
+            for (const KeyStroke &stroke : m_operatorKeys.handle(keyEvent) + m_operatorKeys.flush())
+                forgetKey(stroke.key);
+        }
+        return false;
+    }
+    if (keyEvent.press && !keyEvent.autoRepeat && !ch9329_kb_has_key(keyEvent.key)) {
+        if (!m_lackingKeysLogged.contains(keyEvent.key)) {
+            m_lackingKeysLogged.insert(keyEvent.key);
+            qDebug().noquote() << QStringLiteral(
+                                      "[键盘] 目标键盘没有此键，按键不发送（每个键只提示一次）: "
+                                      "key=%1(0x%2)")
+                                      .arg(key)
+                                      .arg(hex(key));
+        }
+        return true;
+    }
+    sendOperatorStrokes(m_operatorKeys.handle(keyEvent));
     if (event->isAutoRepeat())
         return false;
-    const int key = event->key();
-    const int encoderKey = encoderKeyForPhysicalKey(key);
-    if (getCurrentDeviceDid().isEmpty()) {
-        qDebug() << "设备DID为空，无法发送按键数据";
-        if (action == 1)
-            forgetKey(encoderKey);
-        return false;
-    }
-    DeviceUartManager *link = currentLink();
-    if (!isLinkOpen(link)) {
-        qDebug() << "串口未连接，无法发送按键数据 - 设备UART管理器状态:"
-                 << "false";
-        if (action == 1)
-            forgetKey(encoderKey);
-        return false;
-    }
-    key_pass(encoderKey, action);
     if (action == 0) {
         QString sent = QStringLiteral("按键发送成功 - 按下 键值:%1 (0x%2)").arg(key).arg(hex(key));
         if (!shortcut.isEmpty())
@@ -102,6 +124,25 @@ bool TavroVideo::forwardKeyEvent(const QKeyEvent *event, int action, const QStri
                            << QStringLiteral("(0x%1)").arg(hex(key));
     }
     return true;
+}
+
+void TavroVideo::sendOperatorStrokes(const QList<KeyStroke> &strokes)
+{
+    for (const KeyStroke &stroke : strokes) {
+        // Keys the target lacks change nothing in the report: no frame for them.
+        if (ch9329_kb_has_key(stroke.key))
+            key_pass(stroke.key, stroke.action);
+    }
+    if (!m_operatorKeys.hasPendingRelease())
+        return;
+    if (!m_releaseFlushTimer) {
+        m_releaseFlushTimer = new QTimer(this);
+        m_releaseFlushTimer->setSingleShot(true);
+        m_releaseFlushTimer->setInterval(kRepeatPairWindowMs);
+        connect(m_releaseFlushTimer, &QTimer::timeout, this,
+                [this] { sendOperatorStrokes(m_operatorKeys.flush()); });
+    }
+    m_releaseFlushTimer->start();
 }
 
 void TavroVideo::keyPressEvent(QKeyEvent *event)
@@ -326,6 +367,7 @@ bool TavroVideo::writeKeyFrame(DeviceUartManager *link, int key, int action)
 
 void TavroVideo::releaseHeldKeys()
 {
+    forgetOperatorKeys();
     if (m_heldKeys.isEmpty())
         return;
     DeviceUartManager *link = currentLink();
@@ -339,6 +381,13 @@ void TavroVideo::releaseHeldKeys()
             forgetKey(*it); // the target gets an empty report when the link opens again
     }
     m_heldKeys.clear();
+}
+
+void TavroVideo::forgetOperatorKeys()
+{
+    m_operatorKeys.clear();
+    if (m_releaseFlushTimer)
+        m_releaseFlushTimer->stop();
 }
 
 QMetaObject::Connection TavroVideo::followLinkOpens()
@@ -359,6 +408,7 @@ void TavroVideo::releaseAllOnTarget(const QString &deviceDid)
     // Reports travel as CH9329 frames whatever protocol the view is set to.
     qDebug().noquote() << "[键盘] 串口已连接，释放目标上的全部按键和鼠标按键，设备ID:" << deviceDid;
     m_heldKeys.clear();
+    forgetOperatorKeys();
     ch9329_release_all_keys();
     uint8_t keys[kKeyFrameBufferSize] = {};
     if (key_convert(kProtocolCh9329, 0, kReEmitReport, keys) == 0)

@@ -165,6 +165,36 @@ uint8_t ch9329_kb_hid_mapping(int key)
     }
 }
 
+int ch9329_kb_has_key(int key)
+{
+    return is_control_key(key) || ch9329_kb_hid_mapping(key) != 0 ? 1 : 0;
+}
+
+int ch9329_keypad_key(int key)
+{
+    if (key >= '1' && key <= '9')
+        return kCh9329Keypad1 + (key - '1');
+    switch (key) {
+    case '0':
+        return kCh9329Keypad0;
+    case '/':
+        return kCh9329KeypadSlash;
+    case '*':
+        return kCh9329KeypadAsterisk;
+    case '-':
+        return kCh9329KeypadMinus;
+    case '+':
+        return kCh9329KeypadPlus;
+    case '.':
+    case ',': // the decimal key of layouts that write a decimal comma
+        return kCh9329KeypadPeriod;
+    case kCh9329KeypadEnter:
+        return kCh9329KeypadEnter;
+    default:
+        return 0;
+    }
+}
+
 int key_convert(int protocol, int key, int action, uint8_t *out)
 {
     if (!out)

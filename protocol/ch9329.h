@@ -11,6 +11,20 @@
 inline constexpr int kProtocolCh9329 = 0;
 inline constexpr int kProtocolTkV1 = 1;
 
+// Codes the mapping reads as keypad keys; the toolkit names the keypad's keys like their twins on
+// the main block and tells them apart only by its keypad modifier.
+inline constexpr int kCh9329KeypadSlash = 0x01000054;
+inline constexpr int kCh9329KeypadAsterisk = 0x01000064;
+inline constexpr int kCh9329KeypadMinus = 0x01000056;
+inline constexpr int kCh9329KeypadPlus = 0x01000057;
+inline constexpr int kCh9329KeypadPeriod = 0x01000063;
+inline constexpr int kCh9329Keypad1 = 0x01000065; // keypad 2..9 follow, then keypad 0
+inline constexpr int kCh9329Keypad0 = 0x0100006E;
+inline constexpr int kCh9329KeypadEnter = 0x01000005; // the toolkit's Key_Enter
+inline constexpr int kCh9329KeypadClear = 0xF739;     // a Mac keypad's Clear, sent as Num Lock
+// The Print Screen usage's code (F13's, the key in Print Screen's place on a Mac keyboard).
+inline constexpr int kCh9329PrintScreen = 0x0100003C;
+
 inline constexpr int kCh9329KeyFrameSize = 14;
 inline constexpr int kCh9329MouseFrameSize = 13;
 
@@ -28,6 +42,11 @@ int coord_convert(int protocol, int coordMode, const uint16_t *screenSize, const
 
 // HID usage of a key code (shifted characters first become their unshifted key); 0 for none.
 uint8_t ch9329_kb_hid_mapping(int key);
+// 1 when a key reaches the target: a modifier or a key with a usage; else 0.
+int ch9329_kb_has_key(int key);
+// The encoder's code for a key typed on the keypad, given the toolkit's code for it (Key_Asterisk,
+// Key_7, Key_Enter...); 0 for keys the keypad does not have.
+int ch9329_keypad_key(int key);
 // Unshifted partner of a shifted character ("!" -> "1"), or -1 when it has none.
 int get_shift_origin_val(int key);
 // 1 for Shift, Control, Meta and Alt key codes, else 0.

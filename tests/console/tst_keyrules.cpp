@@ -5,6 +5,38 @@
 
 #include "console/input/keyrules.h"
 
+namespace {
+
+// One step for OperatorKeys: an event, or a flush when `flush` is set.
+struct Step
+{
+    bool press = true;
+    quint64 physicalKey = 0;
+    int key = 0;
+    quint64 timestamp = 0;
+    bool autoRepeat = false;
+    bool flush = false;
+};
+
+Step flushStep()
+{
+    Step step;
+    step.flush = true;
+    return step;
+}
+
+QString strokesText(const QList<KeyStroke> &strokes)
+{
+    QStringList parts;
+    for (const KeyStroke &stroke : strokes)
+        parts << QString::number(stroke.key, 16) + (stroke.action == 0 ? "v" : "^");
+    return parts.join(' ');
+}
+
+} // namespace
+
+Q_DECLARE_METATYPE(QList<Step>)
+
 class TestKeyRules : public QObject
 {
     Q_OBJECT
@@ -17,6 +49,9 @@ private slots:
     void hexDump();
     void pasteShortcut_data();
     void pasteShortcut();
+    void modifierKeys();
+    void operatorKeys_data();
+    void operatorKeys();
 };
 
 void TestKeyRules::pasteShortcut_data()
@@ -117,6 +152,85 @@ void TestKeyRules::hexDump()
 {
     QCOMPARE(hexBytesForLog(QByteArray::fromHex("57ab000208")), QStringLiteral("57 AB 00 02 08"));
     QCOMPARE(hexBytesForLog(QByteArray()), QString());
+}
+
+void TestKeyRules::modifierKeys()
+{
+    QCOMPARE(modifierKeysHeld(Qt::NoModifier), QList<int>());
+    QCOMPARE(modifierKeysHeld(Qt::KeypadModifier | Qt::GroupSwitchModifier), QList<int>());
+    QCOMPARE(modifierKeysHeld(Qt::MetaModifier | Qt::AltModifier | Qt::ControlModifier |
+                              Qt::ShiftModifier),
+             QList<int>({Qt::Key_Shift, Qt::Key_Control, Qt::Key_Alt, Qt::Key_Meta}));
+}
+
+void TestKeyRules::operatorKeys_data()
+{
+    QTest::addColumn<bool>("deferReleases");
+    QTest::addColumn<QList<Step>>("steps");
+    QTest::addColumn<QString>("strokes");
+
+    // Physical keys 16 and 50; encoder keys 0x2f ('/'), 0x37 ('7'), 0x1000020 (Shift).
+    QTest::newRow("release sends what the press sent") << false
+                                                       << QList<Step>{{true, 50, Qt::Key_Shift},
+                                                                      {true, 16, '/'},
+                                                                      {false, 50, Qt::Key_Shift},
+                                                                      {false, 16, '7'}}
+                                                       << "1000020v 2fv 1000020^ 2f^";
+    QTest::newRow("release of a key never pressed names its own key")
+        << false << QList<Step>{{false, 16, '7'}} << "37^";
+    QTest::newRow("flagged repeats send nothing") << false
+                                                  << QList<Step>{{true, 16, '7', 100},
+                                                                 {false, 16, '7', 600, true},
+                                                                 {true, 16, '7', 600, true},
+                                                                 {true, 16, '7', 640, true},
+                                                                 {false, 16, '7', 700}}
+                                                  << "37v 37^";
+    QTest::newRow("a press of a key already down sends nothing")
+        << false << QList<Step>{{true, 16, '7', 100}, {true, 16, '7', 600}, {false, 16, '7', 700}}
+        << "37v 37^";
+    QTest::newRow("an unflagged pair of one timestamp is a repeat")
+        << true << QList<Step>{{true, 16, '7', 100}, {false, 16, '7', 600},
+                               {true, 16, '7', 600}, {false, 16, '7', 640},
+                               {true, 16, '7', 640}, {false, 16, '7', 700},
+                               flushStep()}
+        << "37v 37^";
+    QTest::newRow("a later press ends the pair window")
+        << true << QList<Step>{{true, 16, '7', 100}, {false, 16, '7', 600}, {true, 16, '7', 601}}
+        << "37v 37^ 37v";
+    QTest::newRow("another key's press sends the held-back release first")
+        << true
+        << QList<Step>{{true, 16, '7', 100}, {false, 16, '7', 600}, {true, 50, Qt::Key_Shift, 600}}
+        << "37v 37^ 1000020v";
+    QTest::newRow("without timestamps nothing is held back")
+        << true << QList<Step>{{true, 16, '7'}, {false, 16, '7'}, {true, 16, '7'}} << "37v 37^ 37v";
+    QTest::newRow("without deferring, the same timestamp is two presses")
+        << false << QList<Step>{{true, 16, '7', 100}, {false, 16, '7', 600}, {true, 16, '7', 600}}
+        << "37v 37^ 37v";
+    QTest::newRow("flush without a held-back release sends nothing")
+        << true << QList<Step>{{true, 16, '7', 100}, flushStep()} << "37v";
+}
+
+void TestKeyRules::operatorKeys()
+{
+    QFETCH(bool, deferReleases);
+    QFETCH(QList<Step>, steps);
+    QFETCH(QString, strokes);
+    OperatorKeys keys(deferReleases);
+    QList<KeyStroke> sent;
+    for (const Step &step : steps) {
+        if (step.flush) {
+            sent += keys.flush();
+            continue;
+        }
+        OperatorKeys::Event event;
+        event.press = step.press;
+        event.physicalKey = step.physicalKey;
+        event.key = step.key;
+        event.timestamp = step.timestamp;
+        event.autoRepeat = step.autoRepeat;
+        sent += keys.handle(event);
+    }
+    QCOMPARE(strokesText(sent), strokes);
 }
 
 QTEST_APPLESS_MAIN(TestKeyRules)

@@ -18,6 +18,30 @@
 
 namespace {
 
+// One key event as the window system delivers it: X11 key codes as native scan codes and the
+// server's time in milliseconds.
+struct KeyStep
+{
+    bool press = true;
+    int key = 0;
+    int modifiers = Qt::NoModifier;
+    quint32 scanCode = 0;
+    QString text;
+    quint64 timestamp = 0;
+    bool autoRepeat = false;
+};
+
+void deliver(QWidget *widget, const QList<KeyStep> &steps)
+{
+    for (const KeyStep &step : steps) {
+        QKeyEvent event(step.press ? QEvent::KeyPress : QEvent::KeyRelease, step.key,
+                        Qt::KeyboardModifiers(step.modifiers), step.scanCode, 0, 0, step.text,
+                        step.autoRepeat);
+        event.setTimestamp(step.timestamp);
+        QApplication::sendEvent(widget, &event);
+    }
+}
+
 // Presses and releases keys as a US keyboard would for `text`: Shift around capitals and the
 // shifted punctuation, one key event per key.
 void typeLikeAKeyboard(QWidget *widget, const QString &text)
@@ -36,6 +60,8 @@ void typeLikeAKeyboard(QWidget *widget, const QString &text)
 }
 
 } // namespace
+
+Q_DECLARE_METATYPE(QList<KeyStep>)
 
 class TestTavroVideoKeyboard : public QObject
 {
@@ -67,6 +93,13 @@ private slots:
     void minimisingStopsTheHook();
     void reopenedLinkLeavesNothingHeld();
     void shiftHeldAcrossAHangUpLeavesNoModifier();
+    void keypadAndSpecialKeysReachTheTarget_data();
+    void keypadAndSpecialKeysReachTheTarget();
+    void keysTheTargetLacksAreLoggedOnce();
+    void releaseLetsGoOfWhatThePhysicalKeyPressed_data();
+    void releaseLetsGoOfWhatThePhysicalKeyPressed();
+    void heldKeyIsOnePressAndOneRelease_data();
+    void heldKeyIsOnePressAndOneRelease();
 
 private:
     BoxSimProcess &box() { return m_console.box(); }
@@ -84,6 +117,8 @@ private:
     int quietEventCount();
     // The box's key events from index `from` on, as "key_down:K" texts.
     QStringList eventsSince(int from);
+    // How many of them have arrived so far, without waiting.
+    int keyEventCount(int from);
     QString lastTypedText();
     // What the target holds after every frame so far: key names, and the mouse buttons.
     QStringList targetKeysHeld();
@@ -212,6 +247,17 @@ QStringList TestTavroVideoKeyboard::eventsSince(int from)
             out << name + ':' + event.value("key").toString();
     }
     return out;
+}
+
+int TestTavroVideoKeyboard::keyEventCount(int from)
+{
+    const QList<QJsonObject> events = box().events();
+    int count = 0;
+    for (int i = from; i < events.size(); ++i) {
+        const QString name = events.at(i).value("event").toString();
+        count += name == QLatin1String("key_down") || name == QLatin1String("key_up");
+    }
+    return count;
 }
 
 QString TestTavroVideoKeyboard::lastTypedText()
@@ -653,6 +699,146 @@ void TestTavroVideoKeyboard::shiftHeldAcrossAHangUpLeavesNoModifier()
     QCOMPARE(eventsSince(from), QStringList({"key_down:J", "key_up:J"}));
     QCOMPARE(targetKeysHeld(), QStringList());
     QVERIFY(lastTypedText().endsWith('j'));
+    QVERIFY(m_view->heldKeys().isEmpty());
+}
+
+void TestTavroVideoKeyboard::keypadAndSpecialKeysReachTheTarget_data()
+{
+    QTest::addColumn<int>("key");
+    QTest::addColumn<int>("modifiers");
+    QTest::addColumn<QString>("targetKey");
+
+    const int keypad = Qt::KeypadModifier;
+    QTest::newRow("keypad *") << int(Qt::Key_Asterisk) << keypad << "KeypadAsterisk";
+    QTest::newRow("keypad +") << int(Qt::Key_Plus) << keypad << "KeypadPlus";
+    QTest::newRow("keypad /") << int(Qt::Key_Slash) << keypad << "KeypadSlash";
+    QTest::newRow("keypad -") << int(Qt::Key_Minus) << keypad << "KeypadMinus";
+    QTest::newRow("keypad .") << int(Qt::Key_Period) << keypad << "KeypadPeriod";
+    QTest::newRow("keypad Enter") << int(Qt::Key_Enter) << keypad << "KeypadEnter";
+    QTest::newRow("keypad 0") << int(Qt::Key_0) << keypad << "Keypad0";
+    QTest::newRow("keypad 1") << int(Qt::Key_1) << keypad << "Keypad1";
+    QTest::newRow("keypad 9") << int(Qt::Key_9) << keypad << "Keypad9";
+    // With the operator's Num Lock off the keypad reports navigation; the target's Num Lock
+    // decides what its keypad key does.
+    QTest::newRow("keypad 7 as Home") << int(Qt::Key_Home) << keypad << "Keypad7";
+    QTest::newRow("keypad . as Delete") << int(Qt::Key_Delete) << keypad << "KeypadPeriod";
+    QTest::newRow("keypad 5 as Clear") << int(Qt::Key_Clear) << keypad << "Keypad5";
+    // Their twins on the main block.
+    QTest::newRow("* on the main block is Shift+8's key") << int(Qt::Key_Asterisk) << 0 << "8";
+    QTest::newRow("Home") << int(Qt::Key_Home) << 0 << "Home";
+    QTest::newRow("Print Screen") << int(Qt::Key_Print) << 0 << "PrintScreen";
+    QTest::newRow("Menu") << int(Qt::Key_Menu) << 0 << "Application";
+}
+
+void TestTavroVideoKeyboard::keypadAndSpecialKeysReachTheTarget()
+{
+    QFETCH(int, key);
+    QFETCH(int, modifiers);
+    QFETCH(QString, targetKey);
+    const int from = quietEventCount();
+    QTest::keyClick(m_view, Qt::Key(key), Qt::KeyboardModifiers(modifiers));
+    QTRY_COMPARE(keyEventCount(from), 2);
+    QCOMPARE(eventsSince(from), QStringList({"key_down:" + targetKey, "key_up:" + targetKey}));
+}
+
+void TestTavroVideoKeyboard::keysTheTargetLacksAreLoggedOnce()
+{
+    LogCounter lacking("[键盘] 目标键盘没有此键");
+    const int from = quietEventCount();
+    QTest::keyClick(m_view, Qt::Key_F14);
+    QTest::keyClick(m_view, Qt::Key_F14);
+    QTest::keyClick(m_view, Qt::Key_F24);
+    QTest::keyClick(m_view, Qt::Key_F24);
+    QCOMPARE(lacking.count(), 2);
+    QVERIFY(eventsSince(from).isEmpty());
+    QVERIFY(m_view->heldKeys().isEmpty());
+}
+
+void TestTavroVideoKeyboard::releaseLetsGoOfWhatThePhysicalKeyPressed_data()
+{
+    QTest::addColumn<QList<KeyStep>>("steps");
+    QTest::addColumn<QStringList>("events");
+
+    const int shift = Qt::ShiftModifier;
+    // X11 key codes: 50 left Shift, 16 the 7 key, 24 the Q key, 108 AltGr.
+    QTest::newRow("German Shift+7 is a slash; Shift goes up first")
+        << QList<KeyStep>{{true, Qt::Key_Shift, 0, 50, ""},
+                          {true, Qt::Key_Slash, shift, 16, "/"},
+                          {false, Qt::Key_Shift, shift, 50, ""},
+                          {false, Qt::Key_7, 0, 16, "7"}}
+        << QStringList(
+               {"key_down:LeftShift", "key_down:Slash", "key_up:LeftShift", "key_up:Slash"});
+    QTest::newRow("German AltGr+Q is an at sign; AltGr goes up first")
+        << QList<KeyStep>{{true, Qt::Key_AltGr, 0, 108, ""},
+                          {true, Qt::Key_At, int(Qt::GroupSwitchModifier), 24, "@"},
+                          {false, Qt::Key_AltGr, int(Qt::GroupSwitchModifier), 108, ""},
+                          {false, Qt::Key_Q, 0, 24, "q"}}
+        << QStringList({"key_down:2", "key_up:2"});
+}
+
+void TestTavroVideoKeyboard::releaseLetsGoOfWhatThePhysicalKeyPressed()
+{
+    QFETCH(QList<KeyStep>, steps);
+    QFETCH(QStringList, events);
+    const int from = quietEventCount();
+    deliver(m_view, steps);
+    QTRY_COMPARE(keyEventCount(from), events.size());
+    QCOMPARE(eventsSince(from), events);
+    QCOMPARE(targetKeysHeld(), QStringList());
+    QVERIFY(m_view->heldKeys().isEmpty());
+}
+
+void TestTavroVideoKeyboard::heldKeyIsOnePressAndOneRelease_data()
+{
+    QTest::addColumn<QList<KeyStep>>("steps");
+    QTest::addColumn<QStringList>("events");
+
+    // The K key (X11 key code 45) held for 1.5 s: the first repeat after 500 ms, then one every
+    // 40 ms. X11 reports each repeat as a release and a press with the same timestamp.
+    const quint64 start = 5000000;
+    auto held = [start](int flaggedPairs) {
+        QList<KeyStep> steps{{true, Qt::Key_K, 0, 45, "k", start}};
+        int pair = 0;
+        for (quint64 t = start + 500; t < start + 1500; t += 40, ++pair) {
+            const bool flagged = pair < flaggedPairs;
+            steps << KeyStep{false, Qt::Key_K, 0, 45, "k", t, flagged}
+                  << KeyStep{true, Qt::Key_K, 0, 45, "k", t, flagged};
+        }
+        steps << KeyStep{false, Qt::Key_K, 0, 45, "k", start + 1500};
+        return steps;
+    };
+    const QStringList once{"key_down:K", "key_up:K"};
+    QTest::newRow("every repeat flagged") << held(1000) << once;
+    QTest::newRow("no repeat flagged") << held(0) << once;
+    QTest::newRow("only the first repeat flagged") << held(1) << once;
+    QList<KeyStep> pressesOnly{{true, Qt::Key_K, 0, 45, "k", start}};
+    for (quint64 t = start + 500; t < start + 1500; t += 40)
+        pressesOnly << KeyStep{true, Qt::Key_K, 0, 45, "k", t, true};
+    pressesOnly << KeyStep{false, Qt::Key_K, 0, 45, "k", start + 1500};
+    QTest::newRow("repeats as flagged presses alone") << pressesOnly << once;
+    QTest::newRow("two quick taps are two")
+        << QList<KeyStep>{{true, Qt::Key_K, 0, 45, "k", start},
+                          {false, Qt::Key_K, 0, 45, "k", start + 60},
+                          {true, Qt::Key_K, 0, 45, "k", start + 61},
+                          {false, Qt::Key_K, 0, 45, "k", start + 120}}
+        << QStringList({"key_down:K", "key_up:K", "key_down:K", "key_up:K"});
+    QTest::newRow("a repeat pair of another key does not join them")
+        << QList<KeyStep>{{true, Qt::Key_K, 0, 45, "k", start},
+                          {false, Qt::Key_K, 0, 45, "k", start + 60},
+                          {true, Qt::Key_J, 0, 44, "j", start + 60},
+                          {false, Qt::Key_J, 0, 44, "j", start + 120}}
+        << QStringList({"key_down:K", "key_up:K", "key_down:J", "key_up:J"});
+}
+
+void TestTavroVideoKeyboard::heldKeyIsOnePressAndOneRelease()
+{
+    QFETCH(QList<KeyStep>, steps);
+    QFETCH(QStringList, events);
+    const int from = quietEventCount();
+    deliver(m_view, steps);
+    QTRY_COMPARE(keyEventCount(from), events.size());
+    QCOMPARE(eventsSince(from), events);
+    QCOMPARE(targetKeysHeld(), QStringList());
     QVERIFY(m_view->heldKeys().isEmpty());
 }
 

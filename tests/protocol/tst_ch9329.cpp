@@ -39,6 +39,8 @@ private slots:
     void hidMapping_data();
     void hidMapping();
     void shiftPartners();
+    void keypadKeys_data();
+    void keypadKeys();
     void refusedKeyCallsLeaveStateAndOutput();
     void modifierHelpersIgnoreOtherKeys();
     void absoluteFrames_data();
@@ -233,6 +235,38 @@ void TestCh9329::shiftPartners()
     QCOMPARE(is_control_key(Qt::Key_Alt), 1);
     QCOMPARE(is_control_key(Qt::Key_CapsLock), 0);
     QCOMPARE(is_control_key(Qt::Key_Escape), 0);
+}
+
+void TestCh9329::keypadKeys_data()
+{
+    QTest::addColumn<int>("key");
+    QTest::addColumn<int>("usage"); // of the keypad code; 0 when the keypad has no such key
+
+    QTest::newRow("/") << int('/') << 0x54;
+    QTest::newRow("*") << int('*') << 0x55;
+    QTest::newRow("-") << int('-') << 0x56;
+    QTest::newRow("+") << int('+') << 0x57;
+    QTest::newRow("Enter") << int(Qt::Key_Enter) << 0x58;
+    QTest::newRow("1") << int('1') << 0x59;
+    QTest::newRow("9") << int('9') << 0x61;
+    QTest::newRow("0") << int('0') << 0x62;
+    QTest::newRow(".") << int('.') << 0x63;
+    QTest::newRow("decimal comma") << int(',') << 0x63;
+    QTest::newRow("=") << int('=') << 0;
+    QTest::newRow("Return") << int(Qt::Key_Return) << 0;
+    QTest::newRow("A") << int('A') << 0;
+}
+
+void TestCh9329::keypadKeys()
+{
+    QFETCH(int, key);
+    QFETCH(int, usage);
+    const int code = ch9329_keypad_key(key);
+    QCOMPARE(code != 0, usage != 0);
+    if (usage) {
+        QCOMPARE(int(ch9329_kb_hid_mapping(code)), usage);
+        QCOMPARE(ch9329_kb_has_key(code), 1);
+    }
 }
 
 void TestCh9329::refusedKeyCallsLeaveStateAndOutput()
