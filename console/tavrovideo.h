@@ -228,6 +228,9 @@ private:
     void sendOperatorStrokes(const QList<KeyStroke> &strokes);
     // The keys the operator holds are let go of elsewhere (focus loss, a reopened link).
     void forgetOperatorKeys();
+    // A key event for another widget of the view's window while the view is in front.
+    bool takesKeysFrom(const QObject *watched) const;
+    void pressModifiersHeldBy(const QKeyEvent *event);
     // When the current box's link (re)opens, the target holds no key and no button afterwards.
     QMetaObject::Connection followLinkOpens();
     void releaseAllOnTarget(const QString &deviceDid);

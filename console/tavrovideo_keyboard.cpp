@@ -189,44 +189,67 @@ void TavroVideo::keyReleaseEvent(QKeyEvent *event)
     QWidget::keyReleaseEvent(event);
 }
 
+bool TavroVideo::takesKeysFrom(const QObject *watched) const
+{
+    // The toolkit hands a key to the window, then to the focus widget, then to its parents:
+    // act once, when the focus widget has it.
+    const QWidget *receiver = QApplication::focusWidget();
+    if (!m_globalKeyCaptureEnabled || watched != receiver || receiver == this)
+        return false;
+    const QWidget *topLevel = window();
+    return receiver->window() == topLevel && topLevel->isActiveWindow() && isVisible() &&
+           QGuiApplication::applicationState() == Qt::ApplicationActive;
+}
+
+void TavroVideo::pressModifiersHeldBy(const QKeyEvent *event)
+{
+    // They went down while the other widget had the keyboard; without them the shortcut would
+    // reach the target as a lone key. Their releases come to the view, which now has the focus.
+    for (const int modifier : modifierKeysHeld(event->modifiers())) {
+        const int key = encoderKeyForPhysicalKey(modifier, Qt::NoModifier);
+        if (modifier != event->key() && !m_heldKeys.contains(key))
+            key_pass(key, 0);
+    }
+}
+
 bool TavroVideo::eventFilter(QObject *watched, QEvent *event)
 {
     const bool keyEvent = event->type() == QEvent::KeyPress || event->type() == QEvent::KeyRelease;
     QWidget *topLevel = window();
-    if (keyEvent && watched == qApp && m_globalKeyCaptureEnabled) {
-        QWidget *active = QApplication::activeWindow();
-        if (active && (active == topLevel || active->parent() == topLevel)) {
-            auto *keys = static_cast<QKeyEvent *>(event);
-            const bool press = event->type() == QEvent::KeyPress;
-            qDebug().noquote() << QStringLiteral(
-                                      "[Global Key Capture] %1: Key=%2(0x%3), Modifiers=%4, "
-                                      "Text='%5'")
-                                      .arg(press ? "Press" : "Release")
-                                      .arg(keys->key())
-                                      .arg(hex2(keys->key()))
-                                      .arg(int(keys->modifiers()))
-                                      .arg(keys->text());
-            const QString shortcut = recognizeSystemShortcut(keys->key(), keys->modifiers());
-            if (!shortcut.isEmpty()) {
-                if (shortcut == QLatin1String("Windows/Cmd Key"))
-                    qDebug() << "[Global Key Capture] 检测到 Windows/Cmd 键";
-                else
-                    qDebug().noquote()
-                        << QStringLiteral("[Global Key Capture] 检测到 %1 系统快捷键")
-                               .arg(shortcut);
-                qDebug() << "[Global Key Capture] 拦截系统快捷键并转发给 TavroVideo 处理";
-                if (!hasFocus())
-                    setFocus(Qt::OtherFocusReason);
-                if (press)
-                    keyPressEvent(keys);
-                else
-                    keyReleaseEvent(keys);
-                return true;
+    if (keyEvent && takesKeysFrom(watched)) {
+        auto *keys = static_cast<QKeyEvent *>(event);
+        const bool press = event->type() == QEvent::KeyPress;
+        qDebug().noquote() << QStringLiteral("[Global Key Capture] %1: Key=%2(0x%3), Modifiers=%4, "
+                                             "Text='%5'")
+                                  .arg(press ? "Press" : "Release")
+                                  .arg(keys->key())
+                                  .arg(hex2(keys->key()))
+                                  .arg(int(keys->modifiers()))
+                                  .arg(keys->text());
+        const QString shortcut = recognizeSystemShortcut(keys->key(), keys->modifiers());
+        if (!shortcut.isEmpty()) {
+            if (shortcut == QLatin1String("Windows/Cmd Key"))
+                qDebug() << "[Global Key Capture] 检测到 Windows/Cmd 键";
+            else
+                qDebug().noquote()
+                    << QStringLiteral("[Global Key Capture] 检测到 %1 系统快捷键").arg(shortcut);
+            qDebug() << "[Global Key Capture] 拦截系统快捷键并转发给 TavroVideo 处理";
+            if (!hasFocus())
+                setFocus(Qt::OtherFocusReason);
+            if (press) {
+                if (isAppReallyInForeground() && !keys->isAutoRepeat())
+                    pressModifiersHeldBy(keys);
+                keyPressEvent(keys);
+            } else {
+                keyReleaseEvent(keys);
             }
+            return true;
         }
     }
     if (watched == topLevel) {
         if (keyEvent) {
+            // Keys reach the window only after its focus widget let them pass: when that is the
+            // view, handing them back would handle them twice.
             auto *keys = static_cast<QKeyEvent *>(event);
             qDebug().noquote() << QStringLiteral("[Window Key Capture] %1: Key=%2(0x%3)")
                                       .arg(event->type() == QEvent::KeyPress ? "Press" : "Release")
@@ -235,13 +258,6 @@ bool TavroVideo::eventFilter(QObject *watched, QEvent *event)
             if (!isAppReallyInForeground()) {
                 qDebug() << "[Window Key Capture] 应用不在前台，不处理按键事件";
                 return false;
-            }
-            if (hasFocus()) {
-                if (event->type() == QEvent::KeyPress)
-                    keyPressEvent(keys);
-                else
-                    keyReleaseEvent(keys);
-                return true;
             }
         } else if (event->type() == QEvent::WindowStateChange && topLevel != this) {
             onWindowStateChanged(static_cast<QWindowStateChangeEvent *>(event)->oldState());

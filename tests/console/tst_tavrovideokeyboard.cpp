@@ -100,6 +100,7 @@ private slots:
     void releaseLetsGoOfWhatThePhysicalKeyPressed();
     void heldKeyIsOnePressAndOneRelease_data();
     void heldKeyIsOnePressAndOneRelease();
+    void shortcutTypedIntoAnotherWidgetReachesTheTarget();
 
 private:
     BoxSimProcess &box() { return m_console.box(); }
@@ -840,6 +841,37 @@ void TestTavroVideoKeyboard::heldKeyIsOnePressAndOneRelease()
     QCOMPARE(eventsSince(from), events);
     QCOMPARE(targetKeysHeld(), QStringList());
     QVERIFY(m_view->heldKeys().isEmpty());
+}
+
+void TestTavroVideoKeyboard::shortcutTypedIntoAnotherWidgetReachesTheTarget()
+{
+    QVERIFY(refocusConsole());
+    auto *other = new QLineEdit(m_console.window());
+    const auto cleanup = qScopeGuard([&] {
+        delete other;
+        refocusConsole();
+    });
+    other->show();
+    other->setFocus();
+    QTRY_VERIFY(other->hasFocus());
+    const int from = quietEventCount();
+    // Through the window, as the window system delivers keys: Control and Alt go to the line
+    // edit; Delete with them forms a system shortcut, which belongs to the target.
+    QTest::keyClick(m_console.window()->windowHandle(), Qt::Key_Delete,
+                    Qt::ControlModifier | Qt::AltModifier);
+    QVERIFY(m_view->hasFocus());
+    QTRY_COMPARE(keyEventCount(from), 6);
+    QCOMPARE(eventsSince(from),
+             QStringList({"key_down:LeftControl", "key_down:LeftAlt", "key_down:Delete",
+                          "key_up:Delete", "key_up:LeftAlt", "key_up:LeftControl"}));
+
+    // Other keys stay with the widget that has the focus.
+    other->setFocus();
+    QTRY_VERIFY(other->hasFocus());
+    const int typed = quietEventCount();
+    QTest::keyClick(m_console.window()->windowHandle(), 'a');
+    QCOMPARE(other->text(), QStringLiteral("a"));
+    QVERIFY(eventsSince(typed).isEmpty());
 }
 
 int main(int argc, char **argv)
