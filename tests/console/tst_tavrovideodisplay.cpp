@@ -113,9 +113,9 @@ void TestTavroVideoDisplay::mouseMapsThroughTheShownPicture()
     QCOMPARE(QPoint(x, y), QPoint(960, 540));
     QCOMPARE(QSize(width, height), QSize(1920, 1080));
     QVERIFY(m_view->convertMousePositionToVideoCoordinates({1279, 759}, x, y, width, height));
-    QCOMPARE(QPoint(x, y), QPoint(1918, 1078));
+    QCOMPARE(QPoint(x, y), QPoint(1919, 1079));
     QVERIFY(!m_view->convertMousePositionToVideoCoordinates({640, 39}, x, y, width, height));
-    QCOMPARE(QPoint(x, y), QPoint(1918, 1078)); // untouched
+    QCOMPARE(QPoint(x, y), QPoint(1919, 1079)); // untouched
 }
 
 void TestTavroVideoDisplay::sizeChangeEmitsAspectRatioOnce()
