@@ -1,5 +1,6 @@
 #include "protocol/ch9329.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace {
@@ -251,8 +252,13 @@ int coord_convert(int protocol, int coordMode, const uint16_t *screenSize, const
     if (protocol != kProtocolCh9329)
         return -4;
 
-    const uint32_t x = ch9329_screen_width ? uint32_t(point[0]) * 4096u / ch9329_screen_width : 0;
-    const uint32_t y = ch9329_screen_height ? uint32_t(point[1]) * 4096u / ch9329_screen_height : 0;
+    // The box reads positions on a 0..4095 scale; a point on or past the screen's edge (a latched
+    // size smaller than the one the point was mapped with) is held at the last position.
+    const uint32_t x =
+        ch9329_screen_width ? std::min(4095u, uint32_t(point[0]) * 4096u / ch9329_screen_width) : 0;
+    const uint32_t y = ch9329_screen_height
+                           ? std::min(4095u, uint32_t(point[1]) * 4096u / ch9329_screen_height)
+                           : 0;
     out[0] = 0x57;
     out[1] = 0xAB;
     out[2] = 0x00;

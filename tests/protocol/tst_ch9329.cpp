@@ -329,12 +329,14 @@ void TestCh9329::absoluteFrames_data()
         << 1920 << 1080 << 0 << 0 << 1 << 0 << hex("57AB 00 04 07 02 01 0000 0000 00 10");
     QTest::newRow("last pixel of 1920x1080")
         << 1920 << 1080 << 1919 << 1079 << 0 << 0 << hex("57AB 00 04 07 02 00 FD0F FC0F 00 26");
-    QTest::newRow("right edge gives 4096")
-        << 1920 << 1080 << 1920 << 1080 << 0 << 0 << hex("57AB 00 04 07 02 00 0010 0010 00 2F");
+    QTest::newRow("past the last pixel is held at 4095")
+        << 1920 << 1080 << 1920 << 1080 << 0 << 0 << hex("57AB 00 04 07 02 00 FF0F FF0F 00 2B");
+    QTest::newRow("a point mapped on a larger screen is held at 4095")
+        << 1280 << 720 << 1919 << 1079 << 0 << 0 << hex("57AB 00 04 07 02 00 FF0F FF0F 00 2B");
     QTest::newRow("buttons and wheel as passed")
         << 1280 << 720 << 640 << 360 << 0x07 << 0xFF << hex("57AB 00 04 07 02 07 0008 0008 FF 25");
     QTest::newRow("largest values do not overflow") << 65535 << 65535 << 65535 << 32768 << 0 << 0x01
-                                                    << hex("57AB 00 04 07 02 00 0010 0008 01 28");
+                                                    << hex("57AB 00 04 07 02 00 FF0F 0008 01 26");
 }
 
 void TestCh9329::absoluteFrames()
