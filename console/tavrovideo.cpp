@@ -173,7 +173,7 @@ void TavroVideo::onApplicationStateChanged(Qt::ApplicationState state)
             qDebug() << "[AppState] 延迟恢复键盘钩子（500ms），确保摄像头权限对话框优先显示";
             QTimer::singleShot(kHookRestoreDelayMs, this, [this] {
                 // Focus arriving within the delay has started it already.
-                if (!m_appActive || m_keyboardHookActive)
+                if (!m_appActive || m_keyboardHookActive || window()->isMinimized())
                     return;
                 qDebug() << "[AppState] 恢复键盘钩子";
                 startKeyboardHookIfStopped();

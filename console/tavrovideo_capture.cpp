@@ -427,6 +427,10 @@ void TavroVideo::closeCamera(bool closeUart)
         } else if (link && link->serialPort() && link->serialPort()->isOpen()) {
             qDebug() << "[TavroVideo::closeCamera] 检测到UART已连接，关闭串口连接";
             closeSerialPort();
+        } else if (link && link->isWaitingToReopen()) {
+            // A lost link would otherwise reopen by itself for a box no longer shown.
+            qDebug() << "[TavroVideo::closeCamera] UART等待重新连接，停止重连并关闭";
+            closeSerialPort();
         } else {
             qDebug() << "[TavroVideo::closeCamera] UART未连接，跳过串口关闭";
         }

@@ -81,6 +81,7 @@ private slots:
     void boxAppearingLateSwitchesNothing();
     void secondBoxModelWinsOverGenericUsbVideo();
     void replugBoxGetsItsRecordBack();
+    void fullCloseStopsALostLinkFromReopening();
     void resolutionCheckRunsWhileACameraIsShownInFront();
 
 private:
@@ -324,6 +325,23 @@ void TestTavroVideoCapture::replugBoxGetsItsRecordBack()
     QCOMPARE(record.value("cursor_correction_enabled").toInt(), 1);
     QVERIFY(UartManager::instance()->getDeviceUartManager(did)->isConnected());
     QVERIFY(waitForFrames(2));
+}
+
+void TestTavroVideoCapture::fullCloseStopsALostLinkFromReopening()
+{
+    startConsole("box:TKLOST01");
+    DeviceUartManager *link =
+        UartManager::instance()->getDeviceUartManager(m_view->getCurrentDeviceDid());
+    QTRY_VERIFY(link->isConnected());
+    // The box goes away: its link waits for the port to come back.
+    m_box.stop();
+    QTRY_VERIFY_WITH_TIMEOUT(link->isWaitingToReopen(), kOpenTimeoutMs);
+    m_view->closeCamera(true);
+    QVERIFY(!link->isWaitingToReopen());
+    // The box comes back; nothing reopens a link for a box that is no longer shown.
+    QVERIFY(m_box.startReady(m_link));
+    QTest::qWait(2500);
+    QVERIFY(!link->isConnected());
 }
 
 void TestTavroVideoCapture::resolutionCheckRunsWhileACameraIsShownInFront()
