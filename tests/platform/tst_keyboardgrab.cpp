@@ -10,86 +10,16 @@
 #include <xcb/xcb.h>
 
 #include "platform/keyboardtap.h"
+#include "tests/support/otherxclient.h"
 
 namespace {
 
 // What another client gets when it tries to grab the keyboard now.
 int otherClientGrabStatus()
 {
-    xcb_connection_t *other = xcb_connect(nullptr, nullptr);
-    if (xcb_connection_has_error(other)) {
-        xcb_disconnect(other);
-        return -1;
-    }
-    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(other)).data->root;
-    xcb_grab_keyboard_reply_t *reply =
-        xcb_grab_keyboard_reply(other,
-                                xcb_grab_keyboard(other, 0, root, XCB_CURRENT_TIME,
-                                                  XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC),
-                                nullptr);
-    const int status = reply ? reply->status : -1;
-    free(reply);
-    xcb_ungrab_keyboard(other, XCB_CURRENT_TIME);
-    xcb_disconnect(other);
-    return status;
+    OtherXClient other;
+    return other.isConnected() ? other.probeKeyboard() : -1;
 }
-
-// Another client acting on the display while it lives: holds the keyboard, freezes it through a
-// synchronous pointer grab, or unmaps a window as a window manager would.
-class OtherClient
-{
-public:
-    OtherClient() : m_connection(xcb_connect(nullptr, nullptr)) {}
-    ~OtherClient()
-    {
-        xcb_ungrab_keyboard(m_connection, XCB_CURRENT_TIME);
-        xcb_ungrab_pointer(m_connection, XCB_CURRENT_TIME);
-        sync();
-        xcb_disconnect(m_connection);
-    }
-    OtherClient(const OtherClient &) = delete;
-    OtherClient &operator=(const OtherClient &) = delete;
-
-    int grabKeyboard()
-    {
-        xcb_grab_keyboard_reply_t *reply =
-            xcb_grab_keyboard_reply(m_connection,
-                                    xcb_grab_keyboard(m_connection, 0, root(), XCB_CURRENT_TIME,
-                                                      XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC),
-                                    nullptr);
-        const int status = reply ? reply->status : -1;
-        free(reply);
-        return status;
-    }
-    int freezeKeyboard()
-    {
-        xcb_grab_pointer_reply_t *reply = xcb_grab_pointer_reply(
-            m_connection,
-            xcb_grab_pointer(m_connection, 0, root(), 0, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_SYNC,
-                             XCB_NONE, XCB_NONE, XCB_CURRENT_TIME),
-            nullptr);
-        const int status = reply ? reply->status : -1;
-        free(reply);
-        return status;
-    }
-    void unmap(xcb_window_t window)
-    {
-        xcb_unmap_window(m_connection, window);
-        sync();
-    }
-
-private:
-    xcb_window_t root() const
-    {
-        return xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data->root;
-    }
-    void sync()
-    {
-        free(xcb_get_input_focus_reply(m_connection, xcb_get_input_focus(m_connection), nullptr));
-    }
-
-    xcb_connection_t *m_connection;
-};
 
 enum class Obstacle { None, OtherClientHoldsKeyboard, KeyboardFrozen, WindowUnmapped };
 
@@ -172,13 +102,13 @@ void TestKeyboardGrab::grabFailsWithTheServersReason()
     std::unique_ptr<KeyboardTap> tap = createKeyboardTap(window.windowHandle(), {}, nullptr);
     QVERIFY(tap);
     {
-        OtherClient other;
+        OtherXClient other;
         switch (obstacle) {
         case Obstacle::OtherClientHoldsKeyboard:
             QCOMPARE(other.grabKeyboard(), int(XCB_GRAB_STATUS_SUCCESS));
             break;
         case Obstacle::KeyboardFrozen:
-            QCOMPARE(other.freezeKeyboard(), int(XCB_GRAB_STATUS_SUCCESS));
+            QCOMPARE(other.grabPointerFreezingKeyboard(), int(XCB_GRAB_STATUS_SUCCESS));
             break;
         case Obstacle::WindowUnmapped:
             other.unmap(xcb_window_t(window.winId()));
@@ -209,7 +139,7 @@ void TestKeyboardGrab::grabEndedByTheServerIsSeen()
     tap->setChangeHandler([&changes] { ++changes; });
     QCOMPARE(tap->setEnabled(true), KeyboardGrabStatus::Success);
 
-    OtherClient other;
+    OtherXClient other;
     other.unmap(xcb_window_t(window.winId()));
     QTRY_VERIFY(!tap->isEnabled());
     QVERIFY(changes > 0);
