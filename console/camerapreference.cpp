@@ -97,3 +97,8 @@ QByteArray preferredInitialCameraId(const QList<CameraText> &cameras)
         return candidate->id;
     return cameras.isEmpty() ? QByteArray() : cameras.first().id;
 }
+
+bool isBoxLikeCamera(const CameraText &camera)
+{
+    return isTkUsbVideoDevice(camera) || isTkUsb2131Device(camera) || looksLikeUsbVideo(camera);
+}

@@ -19,6 +19,8 @@ bool isTkUsbVideoDevice(const CameraText &camera);
 bool isTkUsb2131Device(const CameraText &camera);
 // A generic USB capture device (not a webcam unless it says USB 3 / USB video).
 bool looksLikeUsbVideo(const CameraText &camera);
+// A camera the device list shows: the box (either model) or another USB capture device.
+bool isBoxLikeCamera(const CameraText &camera);
 // The camera to open first: the box, else a USB video device (the 2131 model preferred), else
 // the first one; empty for an empty list.
 QByteArray preferredInitialCameraId(const QList<CameraText> &cameras);

@@ -29,3 +29,14 @@ QRect letterboxRect(const QSize &view, const QSize &content)
     const int dh = int(std::trunc(scale * content.height()));
     return QRect((view.width() - dw) / 2, (view.height() - dh) / 2, dw, dh);
 }
+
+QString uartStatusText(bool linkOpen, const QString &portName)
+{
+    if (!linkOpen)
+        return QStringLiteral("UART: disconnected");
+    const int suffix = portName.indexOf(QLatin1String(" ("));
+    const QString port = suffix > 0 ? portName.left(suffix) : portName;
+    if (port.isEmpty())
+        return QStringLiteral("UART: connected");
+    return QStringLiteral("%1: connected").arg(port);
+}

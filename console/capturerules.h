@@ -23,3 +23,8 @@ QString bareStoredPortName(const QString &storedName);
 // The rectangle a picture of `content` size occupies when letterboxed into `view`: the largest
 // scaled copy that fits, centred (integer halves). Null when either size is degenerate.
 QRect letterboxRect(const QSize &view, const QSize &content);
+
+// The serial link's state as the status bar shows it: "<port>: connected" (the port cut before
+// " (" when it carries a display suffix), "UART: connected" without a port name, or
+// "UART: disconnected".
+QString uartStatusText(bool linkOpen, const QString &portName);

@@ -13,9 +13,12 @@
 #include <QWindowStateChangeEvent>
 
 #include "app/hardwareacceleration.h"
+#include "console/capturerules.h"
 #include "console/input/newsoftkeyboard.h"
 #include "console/input/systemkeyboardhook.h"
 #include "db/dbmanager.h"
+#include "serial/deviceuartmanager.h"
+#include "serial/uartmanager.h"
 #include "ui/stylesheet.h"
 
 namespace {
@@ -24,6 +27,7 @@ constexpr int kVideoInputsDebounceMs = 400;
 constexpr int kResolutionCheckIntervalMs = 15000;
 constexpr int kMemoryMonitorIntervalMs = 30000;
 constexpr int kHookRestoreDelayMs = 500;
+constexpr int kUartStatusIntervalMs = 2000;
 
 // Switches the multimedia back end may honour; set on the sink and in the environment before
 // the first camera opens.
@@ -119,6 +123,15 @@ TavroVideo::TavroVideo(QWidget *parent) : QWidget(parent)
         QTimer::singleShot(0, this, &TavroVideo::runDeferredFirstOpen);
     }
 
+    // The link can open, reopen or be lost at any time; the status bar follows within 2 s,
+    // and at once when it opens.
+    m_uartStatusTimer = new QTimer(this);
+    m_uartStatusTimer->setInterval(kUartStatusIntervalMs);
+    connect(m_uartStatusTimer, &QTimer::timeout, this, &TavroVideo::refreshUartStatus);
+    m_uartStatusTimer->start();
+    connect(UartManager::instance(), &UartManager::linkOpened, this,
+            &TavroVideo::refreshUartStatus);
+
     setStyleSheet(getQssString(QStringLiteral(":/res/qss/tavrovideo.css")));
 }
 
@@ -201,6 +214,18 @@ void TavroVideo::changeEvent(QEvent *event)
             onWindowActivationChanged(isActiveWindow());
     }
     QWidget::changeEvent(event);
+}
+
+void TavroVideo::refreshUartStatus()
+{
+    DeviceUartManager *link = currentLink();
+    const bool open = isLinkOpen(link);
+    const QString text = uartStatusText(open, open ? link->portName() : QString());
+    if (text == m_uartStatusText)
+        return;
+    m_uartStatusText = text;
+    qDebug().noquote() << "[TavroVideo::updateWatermark] UART状态已更新:" << text;
+    emit uartStatusChanged(open, text);
 }
 
 // Popup windows: the soft keyboard now; the serial panel and the parameters join it later.

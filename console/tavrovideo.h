@@ -56,6 +56,9 @@ public:
     void parkMainCameraForGridLayout();
     bool isUvcHeldByExclusiveMainCanvas(const QByteArray &id) const;
     void showVideoDisplay();
+    // Closes the floating windows that belong to the view (soft keyboard, panels): they sit at
+    // window positions and are closed rather than moved when the window moves or pages change.
+    void closePopupWindows();
 
     // Permissions.
     void requestCameraPermissionEarly();
@@ -120,7 +123,9 @@ public:
 
     // Cameras.
     void enumerateCameras(QList<QCameraDevice> &out);
+    // The box-like cameras (the device list's rows), in enumeration order.
     QList<QCameraDevice> getUvcDeviceList();
+    QList<IdentifiedCamera> getIdentifiedUvcDeviceList();
     static bool isUsbVideoLikeDevice(const QCameraDevice &device);
     static QByteArray pickPreferredInitialCameraId(const QList<QCameraDevice> &devices);
 
@@ -160,6 +165,7 @@ signals:
     void previewGridRequested();
     void statusBarMessageRequested(const QString &message);
     void mouseChanged(const QString &position);
+    void calcChanged(const QString &activeSize);
     // The keyboard hook took the keyboard from the desktop, or it went back (the indicator).
     void keyboardGrabChanged(bool held);
 
@@ -207,7 +213,8 @@ private:
     void setupConnections();
     void onApplicationStateChanged(Qt::ApplicationState state);
     void startSystemKeyboardHook();
-    void closePopupWindows();
+    // Re-evaluates the current box's serial link and tells the status bar when its text changed.
+    void refreshUartStatus();
     void cleanupPopupWindows();
     qint64 nowMs() const;
     qint64 startupElapsedMs() const;
@@ -327,6 +334,8 @@ private:
     QMediaDevices *m_mediaDevices = nullptr;
     QTimer *m_videoInputsDebounceTimer = nullptr;
     QTimer *m_memoryMonitorTimer = nullptr;
+    QTimer *m_uartStatusTimer = nullptr;
+    QString m_uartStatusText; // last text sent with uartStatusChanged
 
     // Resolution check.
     QTimer *m_resolutionCheckTimer = nullptr;

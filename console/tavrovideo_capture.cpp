@@ -8,7 +8,6 @@
 #include <QAudioSink>
 #include <QAudioSource>
 #include <QCamera>
-#include <QCryptographicHash>
 #include <QDebug>
 #include <QLabel>
 #include <QMainWindow>
@@ -23,6 +22,7 @@
 #include "console/capturerules.h"
 #include "console/gl/videoglsurface.h"
 #include "db/dbmanager.h"
+#include "devices/devicelistrules.h"
 #include "platform/cameraidentity.h"
 #include "platform/camerainventory.h"
 #include "platform/permissions.h"
@@ -139,10 +139,21 @@ void TavroVideo::enumerateCameras(QList<QCameraDevice> &out)
         out.append(camera.device);
 }
 
+QList<IdentifiedCamera> TavroVideo::getIdentifiedUvcDeviceList()
+{
+    QList<IdentifiedCamera> boxes;
+    for (const IdentifiedCamera &camera : enumerateIdentifiedCameras()) {
+        if (isBoxLikeCamera(cameraText(camera)))
+            boxes.append(camera);
+    }
+    return boxes;
+}
+
 QList<QCameraDevice> TavroVideo::getUvcDeviceList()
 {
     QList<QCameraDevice> list;
-    enumerateCameras(list);
+    for (const IdentifiedCamera &camera : getIdentifiedUvcDeviceList())
+        list.append(camera.device);
     return list;
 }
 
@@ -210,10 +221,7 @@ void TavroVideo::onVideoInputsChangedForPreferred()
 
 QString TavroVideo::getCurrentDeviceDid() const
 {
-    if (m_currentDeviceId.isEmpty())
-        return QString();
-    return QString::fromLatin1(
-        QCryptographicHash::hash(m_currentDeviceId, QCryptographicHash::Md5).toHex());
+    return deviceDidForCameraId(m_currentDeviceId);
 }
 
 void TavroVideo::connectVideoSink()
@@ -372,6 +380,13 @@ void TavroVideo::startCameraWithPermission()
 void TavroVideo::closeCamera(bool closeUart)
 {
     qDebug() << "[TavroVideo::closeCamera] 开始关闭相机, closeUart:" << yesNo(closeUart);
+    // A camera closed after it stopped delivering or was pulled out may leave the session's
+    // pipeline unable to run the next camera: the next open starts from a fresh session.
+    if (m_camera && (!framesAreFlowing(m_lastFrameTimeMs, nowMs()) ||
+                     findCameraByIdentity(m_currentDeviceId).isNull())) {
+        qDebug() << "[TavroVideo::closeCamera] 相机已无帧或已拔出，下次打开时重建采集会话";
+        m_sessionNeedsRenewal = true;
+    }
     m_cameraActive = false;
     m_fullClose = closeUart;
     ++m_captureGeneration;
@@ -580,6 +595,7 @@ void TavroVideo::closeSerialPort()
         return;
     }
     UartManager::instance()->getDeviceUartManager(did)->closeSerialPort();
+    QTimer::singleShot(0, this, &TavroVideo::refreshUartStatus);
 }
 
 // ---- Format --------------------------------------------------------------------------------

@@ -9,6 +9,9 @@
 
 #include <gst/gst.h>
 
+#include <algorithm>
+#include <climits>
+
 #include "platform/cameraentrytracker.h"
 #include "platform/cameraidentity.h"
 #include "platform/usbidentity.h"
@@ -96,13 +99,22 @@ public:
         const QList<int> shown = m_tracker.update(listed, live);
         forgetUnreferencedDevices();
 
+        // In the providers' order, not Qt's: Qt appends a late announcement of a device it
+        // listed already, which would move that camera behind the others between two calls.
+        QList<int> order;
+        for (int i = 0; i < entries.size(); ++i) {
+            if (shown[i] == CameraEntryTracker::Hidden)
+                reportHiddenOnce(entries[i]);
+            else
+                order.append(i);
+        }
+        std::stable_sort(order.begin(), order.end(), [&shown](int a, int b) {
+            const auto rank = [](int device) { return device >= 0 ? device : INT_MAX; };
+            return rank(shown[a]) < rank(shown[b]);
+        });
         QList<QCameraDevice> devices;
         QList<UsbCameraFacts> facts;
-        for (int i = 0; i < entries.size(); ++i) {
-            if (shown[i] == CameraEntryTracker::Hidden) {
-                reportHiddenOnce(entries[i]);
-                continue;
-            }
+        for (int i : order) {
             devices.append(entries[i]);
             facts.append(shown[i] >= 0 ? m_known.value(live[shown[i]].key).facts
                                        : UsbCameraFacts());

@@ -3,6 +3,7 @@
 
 #include <QApplication>
 #include <QMouseEvent>
+#include <QScopeGuard>
 #include <QSignalSpy>
 #include <QTest>
 #include <QWheelEvent>
@@ -46,6 +47,14 @@ private slots:
 private:
     BoxSimProcess &box() { return m_console.box(); }
     QRect picture() const { return m_view->getActualVideoDisplayRect(); }
+    // The device page fits the view to the picture; a view taller than the picture shows bars
+    // above and below it until the returned guard goes.
+    auto withLetterboxBar()
+    {
+        const QRect fitted = m_view->geometry();
+        m_view->setGeometry(fitted.adjusted(0, 0, 0, 80));
+        return qScopeGuard([this, fitted] { m_view->setGeometry(fitted); });
+    }
     void send(QEvent::Type type, QPoint pos, Qt::MouseButton button, Qt::MouseButtons held);
     void wheel(QPoint pos, QPoint angleDelta);
     int mouseReports() { return box().namesSeen().count(QStringLiteral("mouse")); }
@@ -118,6 +127,7 @@ void TestTavroVideoMouse::clickReachesTheTargetAtTheMappedPosition()
 
 void TestTavroVideoMouse::letterboxClickSendsNothing()
 {
+    const auto restore = withLetterboxBar();
     const QRect r = picture();
     QVERIFY2(r.top() > 0 || r.left() > 0, "the window shows no letterbox bar");
     const QPoint bar =
@@ -313,6 +323,7 @@ void TestTavroVideoMouse::dragReleasedWithinTheThrottleEndsWithTheButtonUp()
 
 void TestTavroVideoMouse::dragReleasedOnTheLetterboxBarLetsGo()
 {
+    const auto restore = withLetterboxBar();
     const QRect r = picture();
     QVERIFY2(r.top() > 0 || r.left() > 0, "the window shows no letterbox bar");
     const QPoint bar =

@@ -1,10 +1,16 @@
 // Draws the program's own icons into PNG files at build time, so the resource bundle needs
-// no binary files in the repository. Usage: tavrokvm-icongen <output-folder>
+// no binary files in the repository. The few drawn in code are below; the rest are SVG drawings
+// under resources/icons, rendered here to PNG files of the same relative path.
+// Usage: tavrokvm-icongen <output-folder> [<svg-folder>]
 #include <QDir>
+#include <QDirIterator>
+#include <QFileInfo>
+#include <QGuiApplication>
 #include <QImage>
 #include <QPainter>
 #include <QPainterPath>
 #include <QString>
+#include <QSvgRenderer>
 
 #include <cstdio>
 #include <functional>
@@ -82,14 +88,44 @@ std::function<void(QPainter &, int)> dot(const QColor &colour)
     };
 }
 
+// Every icon is drawn at this size; the bundle's users scale down from it.
+constexpr int kSvgIconSize = 64;
+
+bool renderSvgTree(const QString &svgFolder, const QString &outFolder)
+{
+    bool ok = true;
+    QDirIterator it(svgFolder, {QStringLiteral("*.svg")}, QDir::Files,
+                    QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        const QString source = it.next();
+        QString relative = QDir(svgFolder).relativeFilePath(source);
+        relative.chop(4);
+        const QString target = outFolder + '/' + relative + QStringLiteral(".png");
+        QDir().mkpath(QFileInfo(target).absolutePath());
+        QSvgRenderer renderer(source);
+        if (!renderer.isValid()) {
+            std::fprintf(stderr, "icongen: not a valid SVG drawing: %s\n", qPrintable(source));
+            ok = false;
+            continue;
+        }
+        ok &= drawIcon(target, kSvgIconSize, [&renderer](QPainter &p, int s) {
+            renderer.render(&p, QRectF(0, 0, s, s));
+        });
+    }
+    return ok;
+}
+
 } // namespace
 
 int main(int argc, char **argv)
 {
-    if (argc != 2) {
-        std::fprintf(stderr, "usage: tavrokvm-icongen <output-folder>\n");
+    if (argc != 2 && argc != 3) {
+        std::fprintf(stderr, "usage: tavrokvm-icongen <output-folder> [<svg-folder>]\n");
         return 2;
     }
+    // QSvgRenderer needs a GUI application for its fonts; no window is ever shown.
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    QGuiApplication app(argc, argv);
     const QString folder = QString::fromLocal8Bit(argv[1]);
     QDir().mkpath(folder);
 
@@ -99,5 +135,7 @@ int main(int argc, char **argv)
     ok &= drawIcon(folder + "/dot_green.png", 16, dot(kGreen));
     ok &= drawIcon(folder + "/dot_gray.png", 16, dot(QColor(0x80, 0x80, 0x80)));
     ok &= drawIcon(folder + "/transparent.png", 16, [](QPainter &, int) {});
+    if (argc == 3)
+        ok &= renderSvgTree(QString::fromLocal8Bit(argv[2]), folder);
     return ok ? 0 : 1;
 }
