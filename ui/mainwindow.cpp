@@ -230,7 +230,7 @@ void MainWindow::buildMenuBar()
         row->insertWidget(3, m_menuBar, 0, Qt::AlignVCenter);
 
     QMenu *app = m_menuBar->addMenu(QStringLiteral("TavroKVM"));
-    QAction *about = app->addAction(QIcon(QStringLiteral(":/images/menu/info.png")),
+    QAction *about = app->addAction(bundleIcon(QStringLiteral(":/images/menu/info.png")),
                                     QStringLiteral("关于"), this, &MainWindow::showAboutDialog);
     about->setObjectName(QStringLiteral("aboutAction"));
     about->setMenuRole(QAction::AboutRole);
@@ -256,7 +256,7 @@ void MainWindow::buildMenuBar()
     QMenu *toolsMenu = m_menuBar->addMenu(QStringLiteral("工具(&T)"));
     toolsMenu->setToolTipsVisible(true);
     QAction *showLog =
-        toolsMenu->addAction(QIcon(QStringLiteral(":/images/tool/log.png")),
+        toolsMenu->addAction(bundleIcon(QStringLiteral(":/images/tool/log.png")),
                              QStringLiteral("显示日志"), this, &MainWindow::onLogToolBtnClicked);
     showLog->setObjectName(QStringLiteral("showLogAction"));
     showLog->setEnabled(false);
@@ -467,8 +467,8 @@ void MainWindow::rebuildDeviceMenu()
     if (!m_deviceMenu || !m_device)
         return;
     m_deviceMenu->clear();
-    QAction *settings = m_deviceMenu->addAction(QIcon(QStringLiteral(":/images/device/cable.png")),
-                                                QStringLiteral("设备设置…"));
+    QAction *settings = m_deviceMenu->addAction(
+        bundleIcon(QStringLiteral(":/images/device/cable.png")), QStringLiteral("设备设置…"));
     settings->setEnabled(false);
     settings->setToolTip(
         QStringLiteral("视频设备、输入音频、串口、波特率（设备设置对话框尚未提供）"));
@@ -479,7 +479,7 @@ void MainWindow::rebuildDeviceMenu()
         m_deviceMenu->addAction(QStringLiteral("（无可用设备）"))->setEnabled(false);
         return;
     }
-    const QIcon icon(QStringLiteral(":/images/menu/video-device.png"));
+    const QIcon icon = bundleIcon(QStringLiteral(":/images/menu/video-device.png"));
     for (int row = 0; row < texts.size(); ++row) {
         m_deviceMenu->addAction(icon, texts.at(row), this, [this, row] {
             if (m_device)

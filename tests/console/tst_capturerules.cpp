@@ -18,6 +18,8 @@ private slots:
     void letterbox();
     void borderCheckCadence_data();
     void borderCheckCadence();
+    void uartStatus_data();
+    void uartStatus();
 };
 
 void TestCaptureRules::framesFlowing_data()
@@ -131,6 +133,29 @@ void TestCaptureRules::borderCheckCadence()
             due.append(n);
     }
     QCOMPARE(due, dueAmongFirst4000);
+}
+
+void TestCaptureRules::uartStatus_data()
+{
+    QTest::addColumn<bool>("open");
+    QTest::addColumn<QString>("port");
+    QTest::addColumn<QString>("text");
+    QTest::newRow("open") << true << "/dev/ttyACM0"
+                          << "/dev/ttyACM0: connected";
+    QTest::newRow("display suffix cut") << true << "/dev/ttyACM0 (TK CDC)"
+                                        << "/dev/ttyACM0: connected";
+    QTest::newRow("open, no name") << true << ""
+                                   << "UART: connected";
+    QTest::newRow("closed") << false << "/dev/ttyACM0"
+                            << "UART: disconnected";
+}
+
+void TestCaptureRules::uartStatus()
+{
+    QFETCH(bool, open);
+    QFETCH(QString, port);
+    QFETCH(QString, text);
+    QCOMPARE(uartStatusText(open, port), text);
 }
 
 QTEST_APPLESS_MAIN(TestCaptureRules)
