@@ -22,6 +22,7 @@
 #include <functional>
 #include <memory>
 
+class QAbstractButton;
 class QAudioInput;
 class QAudioOutput;
 class QAudioSink;
@@ -120,6 +121,39 @@ public:
     int mouseThrottleIntervalMs() const { return m_mouseThrottleIntervalMs; }
     int mouseMinDistance() const { return m_mouseMinDistance; }
     void setBlackBorderInfo(const image_blank_info &borders) { m_blackBorderInfo = borders; }
+    image_blank_info blackBorderInfo() const { return m_blackBorderInfo; }
+
+    // Cursor correction: the black margins of the picture are measured and left out of the
+    // mouse mapping (tavrovideo_bordercheck.cpp).
+    void loadCursorCorrectionSettingForCurrentDevice();
+    void setCursorCorrectionEnabled(bool on);
+    void persistCursorCorrectionSettingForCurrentDevice(bool on);
+    void applyCursorCorrectionRuntime(bool on);
+    bool isCursorCorrectionEnabled() const { return m_cursorCorrectionEnabled; }
+    bool isBorderCheckInFlight() const { return m_borderCheckInFlight; }
+    bool saveBlackBorderCheckImage();
+    // Where the diagnostic crop and the measured frame are written.
+    static QString borderCheckImagePath();
+    static QString borderCheckFramePath();
+
+    // Device information and control over the vendor protocol (tavrovideo_devicecontrol.cpp).
+    void onBtnSettingsClicked();
+    void onBtnInfoClicked();
+    void cancelPendingDeviceInfoRequest();
+    bool isDeviceInfoRequestPending() const { return m_deviceInfoPending; }
+    void onDeviceInfoPayloadReceived(const QString &did, const QByteArray &payload);
+    void onDeviceGeneralReply(const QString &did, quint8 code, const QString &name);
+    void onBtnUdiskSwitchClicked();
+    void updateUdiskSwitchButtonIcon();
+    int cachedMouseAutoMoveState() const;
+    bool sendMouseAutoMoveCommand(bool enable);
+    bool isDeviceUartConnected() const;
+    bool sendDeviceRestartCommand();
+    void refreshDeviceInfoOnce();
+    void centerPopupWindow(QWidget *popup);
+    // A warning box about the console's box; the text also goes to operatorMessageShown, so that
+    // the message panel keeps it.
+    void showWarning(QWidget *parent, const QString &title, const QString &text);
 
     // Cameras.
     void enumerateCameras(QList<QCameraDevice> &out);
@@ -166,6 +200,8 @@ signals:
     void statusBarMessageRequested(const QString &message);
     void mouseChanged(const QString &position);
     void calcChanged(const QString &activeSize);
+    // A warning or information box the operator was shown, as one line.
+    void operatorMessageShown(const QString &text);
     // The keyboard hook took the keyboard from the desktop, or it went back (the indicator).
     void keyboardGrabChanged(bool held);
 
@@ -280,6 +316,17 @@ private:
     void setupUvcAudioPlayback(const QCameraDevice &device);
     void ensureUartInfoSignalConnected();
     void finishCloseCameraTeardown();
+
+    // tavrovideo_devicecontrol.cpp
+    // The box's link when a box is chosen and its port is open; otherwise null, after a warning
+    // titled `title` that says which of the two is missing.
+    DeviceUartManager *openLinkOrWarn(const QString &title, const QString &noDeviceText,
+                                      const QString &noLinkText);
+
+    // tavrovideo_bordercheck.cpp
+    void onBorderCheckFinished(quint64 generation);
+    void onBorderCheckResult(quint64 generation, const image_blank_info &info, int result,
+                             bool withinLimits);
     void connectVideoSink();
 
     // tavrovideo_resolution.cpp
@@ -392,5 +439,14 @@ private:
     // Cursor correction (border measurement).
     bool m_cursorCorrectionEnabled = false;
     bool m_borderCheckRequested = false;
+    bool m_borderCheckInFlight = false;
+    bool m_watermarkDebugInfoVisible = false;
+
+    // Device information query and the USB-disk button.
+    bool m_deviceInfoPending = false;
+    QTimer *m_deviceInfoReplyTimer = nullptr;
+    int m_deviceInfoTimeoutMs = 4000;
+    QPointer<DeviceUartManager> m_infoSignalLink;
+    QPointer<QAbstractButton> m_btnUdiskSwitch; // on the toolbar, when there is one
     image_blank_info m_blackBorderInfo;
 };

@@ -257,6 +257,7 @@ void TavroVideo::openCamera(const QByteArray &cameraId)
     qDebug() << "[TavroVideo::openCamera] 内存清理完成，准备切换到新设备";
 
     m_currentDeviceId = cameraId;
+    loadCursorCorrectionSettingForCurrentDevice();
     qDebug() << "[TavroVideo::openCamera] 使用Qt原生相机";
 
     const QCameraDevice device = findCameraByIdentity(cameraId);
@@ -500,8 +501,6 @@ void TavroVideo::setupUvcAudioPlayback(const QCameraDevice &) {}
 
 // The device information reply reaches the parameters dialog through this connection once the
 // dialog exists.
-void TavroVideo::ensureUartInfoSignalConnected() {}
-
 // ---- Serial link ---------------------------------------------------------------------------
 
 void TavroVideo::loadSerialLinkAtOpen(const QByteArray &cameraId)

@@ -25,9 +25,14 @@
 #include "devices/devicelistrules.h"
 #include "ui/bundleicon.h"
 #include "ui/customtitlebar.h"
+#include "ui/messagewidget.h"
 #include "ui/stylesheet.h"
+#include "ui/tools.h"
 #include "ui/windowrules.h"
 #include "ui_mainwindow.h"
+#include "update/aboutdialog.h"
+#include "update/appupdatechecker.h"
+#include "update/newversiondialog.h"
 
 namespace {
 
@@ -123,6 +128,10 @@ MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent), ui(new Ui::MainWi
     setMinimumSize(800, 500);
 
     connectButtons();
+    m_updateChecker = new AppUpdateChecker(this);
+    connect(m_updateChecker, &AppUpdateChecker::checkFinished, this,
+            &MainWindow::onUpdateCheckFinished);
+    QTimer::singleShot(400, m_updateChecker, &AppUpdateChecker::startCheck);
     QTimer::singleShot(100, this, &MainWindow::centerWindowOnScreen);
     QTimer::singleShot(200, this, &MainWindow::applyFontFallback);
     installPressFeedback();
@@ -135,6 +144,16 @@ MainWindow::~MainWindow()
 {
     qApp->removeEventFilter(this);
     delete ui;
+}
+
+tools *MainWindow::toolPage() const
+{
+    return m_tools;
+}
+
+MessageWidget *MainWindow::messagePanel() const
+{
+    return m_messageWidget;
 }
 
 // ---- Construction --------------------------------------------------------------------------
@@ -259,11 +278,6 @@ void MainWindow::buildMenuBar()
         toolsMenu->addAction(bundleIcon(QStringLiteral(":/images/tool/log.png")),
                              QStringLiteral("显示日志"), this, &MainWindow::onLogToolBtnClicked);
     showLog->setObjectName(QStringLiteral("showLogAction"));
-    showLog->setEnabled(false);
-    showLog->setToolTip(QStringLiteral("日志管理页面尚未提供"));
-    about->setEnabled(false);
-    about->setToolTip(QStringLiteral("关于对话框尚未提供"));
-    app->setToolTipsVisible(true);
 
     m_menuBar->installEventFilter(this);
 }
@@ -311,15 +325,13 @@ void MainWindow::connectButtons()
     connect(ui->homeBtn, &QToolButton::clicked, this, &MainWindow::onHomeBtnClicked);
     connect(ui->helpBtn, &QToolButton::clicked, this, &MainWindow::onHelpBtnClicked);
     connect(ui->mailBtn, &QToolButton::clicked, this, &MainWindow::onMailBtnClicked);
+    connect(ui->toolBtn, &QToolButton::clicked, this, &MainWindow::onToolBtnClicked);
     connect(ui->settingBtn, &QToolButton::clicked, this, &MainWindow::onSettingBtnClicked);
 
     if (QUrl(QStringLiteral(TAVROKVM_HOME_URL)).isEmpty())
         disableUntilAvailable(ui->homeBtn, QStringLiteral("此版本未配置主页地址"));
     if (QUrl(QStringLiteral(TAVROKVM_HELP_URL)).isEmpty())
         disableUntilAvailable(ui->helpBtn, QStringLiteral("此版本未配置在线帮助地址"));
-    disableUntilAvailable(ui->toolBtn, QStringLiteral("工具页面（日志管理）尚未提供"));
-    disableUntilAvailable(ui->mailBtn, QStringLiteral("消息面板尚未提供"));
-    disableUntilAvailable(ui->settingBtn, QStringLiteral("关于与版本更新尚未提供"));
     disableUntilAvailable(ui->notifyBtn, QStringLiteral("通知功能尚未提供"));
     disableUntilAvailable(ui->groupBtn, QStringLiteral("设备分组尚未提供"));
 }
@@ -376,6 +388,8 @@ void MainWindow::connectConsoleView()
             });
     connect(m_video, &TavroVideo::statusBarMessageRequested, this,
             &MainWindow::showTransientStatusMessage);
+    // What the console told the operator in a box stays readable in the message panel.
+    connect(m_video, &TavroVideo::operatorMessageShown, this, &MainWindow::appendMessage);
 }
 
 void MainWindow::applyFontFallback()
@@ -424,22 +438,102 @@ void MainWindow::onDeviceBtnClicked()
     }
 }
 
+bool MainWindow::ensureToolPageCreated()
+{
+    if (m_tools)
+        return true;
+    if (QWidget *host = ui->multiDialogWidget) {
+        m_tools = new tools(host);
+        if (host->layout())
+            host->layout()->addWidget(m_tools);
+        else
+            qWarning() << "[MainWindow] multiDialogWidget的布局不存在！";
+        qDebug() << "[MainWindow] tools 延迟创建并添加到 multiDialogWidget, tools指针:"
+                 << m_tools.data();
+    } else {
+        m_tools = new tools(this);
+        qDebug() << "[MainWindow] tools 延迟创建（父窗口为MainWindow）, tools指针:"
+                 << m_tools.data();
+    }
+    m_tools->hide();
+    return m_tools;
+}
+
+void MainWindow::onToolBtnClicked()
+{
+    if (m_video)
+        m_video->closePopupWindows();
+    if (m_messageWidget && !m_messageWidget->isHidden())
+        m_messageWidget->hide();
+    if (!ensureToolPageCreated()) {
+        qWarning() << "[MainWindow] tools 创建失败！";
+        return;
+    }
+    if (m_tools->isHidden()) {
+        if (m_device)
+            m_device->hide();
+        m_tools->show();
+        m_tools->raise();
+    }
+}
+
 void MainWindow::onLogToolBtnClicked()
 {
-    // The tool page comes with the log manager; until then the menu item is disabled.
+    if (m_tools)
+        qDebug() << "[MainWindow] tools 已存在，跳过创建, tools指针:" << m_tools.data();
+    else
+        qDebug() << "[MainWindow] 开始创建tools（通过菜单或按钮）...";
+    if (!ensureToolPageCreated()) {
+        qWarning() << "[MainWindow] tools 创建失败！";
+        return;
+    }
+    if (m_device)
+        m_device->hide();
+    if (m_messageWidget)
+        m_messageWidget->hide();
+    m_tools->show();
+    m_tools->raise();
+    m_tools->showLogMngPage();
 }
 
 void MainWindow::onMailBtnClicked()
 {
-    // The message panel comes with its own page; until then the button is disabled.
+    if (m_video)
+        m_video->closePopupWindows();
+    ensureMessageWidgetCreated();
+    if (!m_messageWidget) {
+        qWarning() << "[MainWindow] 消息面板创建失败";
+        return;
+    }
+    if (m_device)
+        m_device->hide();
+    if (m_tools)
+        m_tools->hide();
+    m_messageWidget->show();
+    m_messageWidget->raise();
 }
 
-void MainWindow::ensureMessageWidgetCreated() {}
+void MainWindow::ensureMessageWidgetCreated()
+{
+    if (m_messageWidget)
+        return;
+    if (QWidget *host = ui->multiDialogWidget) {
+        m_messageWidget = new MessageWidget(host);
+        if (host->layout())
+            host->layout()->addWidget(m_messageWidget);
+        else
+            qWarning() << "[MainWindow] multiDialogWidget 无布局，无法嵌入消息面板";
+    } else {
+        m_messageWidget = new MessageWidget(this);
+    }
+    m_messageWidget->hide();
+}
 
 void MainWindow::appendMessage(const QString &text)
 {
     ensureMessageWidgetCreated();
-    qDebug().noquote() << "[MainWindow] 消息:" << text;
+    if (m_messageWidget)
+        m_messageWidget->appendMessage(text);
 }
 
 void MainWindow::onHomeBtnClicked()
@@ -459,7 +553,18 @@ void MainWindow::onSettingBtnClicked()
 
 void MainWindow::showAboutDialog()
 {
-    // The About dialog comes with the update check; until then its entries are disabled.
+    AboutDialog about(this, m_hasUpdate);
+    if (about.exec() != AboutDialog::UpdateRequested)
+        return;
+    NewVersionDialog newVersion(this, m_manifest);
+    newVersion.exec();
+}
+
+void MainWindow::onUpdateCheckFinished(bool hasUpdate, const AppVersionManifest &manifest)
+{
+    m_hasUpdate = hasUpdate;
+    m_manifest = hasUpdate ? manifest : AppVersionManifest();
+    updateSettingBadgeGeometry();
 }
 
 void MainWindow::rebuildDeviceMenu()
@@ -472,6 +577,19 @@ void MainWindow::rebuildDeviceMenu()
     settings->setEnabled(false);
     settings->setToolTip(
         QStringLiteral("视频设备、输入音频、串口、波特率（设备设置对话框尚未提供）"));
+    // The box's own controls, until the toolbar over the picture carries them.
+    const bool boxOpen = !m_video->currentDeviceId().isEmpty() && m_video->isCameraActive();
+    QAction *parameters = m_deviceMenu->addAction(QStringLiteral("参数及控制…"), m_video,
+                                                  &TavroVideo::onBtnSettingsClicked);
+    parameters->setObjectName(QStringLiteral("parametersAction"));
+    QAction *information =
+        m_deviceMenu->addAction(QStringLiteral("设备信息"), m_video, &TavroVideo::onBtnInfoClicked);
+    information->setObjectName(QStringLiteral("deviceInfoAction"));
+    for (QAction *action : {parameters, information}) {
+        action->setEnabled(boxOpen);
+        if (!boxOpen)
+            action->setToolTip(QStringLiteral("请先打开一个设备"));
+    }
     m_deviceMenu->addSeparator();
 
     const QStringList texts = deviceMenuItemTexts(m_device->deviceDescriptionMenuLabels());
@@ -498,6 +616,7 @@ void MainWindow::showTransientStatusMessage(const QString &text)
     m_statusTipLabel->setText(trimmed);
     m_statusTipTimer->start(kTipDurationMs);
     statusBar()->update();
+    appendMessage(trimmed);
 }
 
 void MainWindow::updateSettingBadgeGeometry()

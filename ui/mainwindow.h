@@ -4,7 +4,11 @@
 #include <QPointer>
 #include <QRect>
 
+#include "update/appversionmanifest.h"
+
+class AppUpdateChecker;
 class CustomTitleBar;
+class MessageWidget;
 class QFrame;
 class QLabel;
 class QMenu;
@@ -13,6 +17,7 @@ class QTimer;
 class QToolButton;
 class TavroVideo;
 class device;
+class tools;
 
 namespace Ui {
 class MainWindow;
@@ -32,6 +37,9 @@ public:
     device *devicePage() const { return m_device; }
     CustomTitleBar *titleBar() const { return m_titleBar; }
     QMenu *deviceMenu() const { return m_deviceMenu; }
+    tools *toolPage() const;
+    MessageWidget *messagePanel() const;
+    bool hasUpdate() const { return m_hasUpdate; }
 
     void ensureMessageWidgetCreated();
     void appendMessage(const QString &text);
@@ -55,6 +63,7 @@ public slots:
     void rebuildDeviceMenu();
     void centerWindowOnScreen();
     void showTransientStatusMessage(const QString &text);
+    void onUpdateCheckFinished(bool hasUpdate, const AppVersionManifest &manifest);
 
 protected:
     void keyPressEvent(QKeyEvent *event) override;
@@ -80,6 +89,8 @@ private:
     void installPressFeedback();
     void createSettingBadge();
     void disableUntilAvailable(QWidget *widget, const QString &missing);
+    void onToolBtnClicked();
+    bool ensureToolPageCreated();
     void applyFontFallback();
     void handleResize(const QPoint &globalPos);
     // Frame edges of real pointer events anywhere in the window: the pages cover it to its
@@ -94,8 +105,10 @@ private:
     CustomTitleBar *m_titleBar = nullptr;
     TavroVideo *m_video = nullptr;
     device *m_device = nullptr;
-    QPointer<QWidget> m_tools;
-    QPointer<QWidget> m_messageWidget;
+    QPointer<tools> m_tools;
+    QPointer<MessageWidget> m_messageWidget;
+    AppUpdateChecker *m_updateChecker = nullptr;
+    AppVersionManifest m_manifest;
 
     QLabel *m_statusSection1Label = nullptr;
     QLabel *m_statusSection2Label = nullptr;

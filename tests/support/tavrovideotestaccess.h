@@ -13,6 +13,8 @@ public:
     static void advanceClock(TavroVideo &view, qint64 ms) { view.m_clockOffsetMs += ms; }
     // Lets frames be handed to the view as if its camera were running.
     static void setCameraActive(TavroVideo &view, bool active) { view.m_cameraActive = active; }
+    // Shortens the wait for the box's information reply.
+    static void setDeviceInfoTimeout(TavroVideo &view, int ms) { view.m_deviceInfoTimeoutMs = ms; }
     static bool resolutionCheckRunning(const TavroVideo &view)
     {
         return view.m_resolutionCheckTimer->isActive();

@@ -6,13 +6,17 @@
 #include <QLabel>
 #include <QMenu>
 #include <QScreen>
+#include <QTableWidget>
 #include <QTest>
 #include <QTimer>
+#include <QToolButton>
 
 #include "console/tavrovideo.h"
 #include "devices/device.h"
 #include "ui/customtitlebar.h"
 #include "ui/mainwindow.h"
+#include "ui/messagewidget.h"
+#include "ui/tools.h"
 #include "ui/windowrules.h"
 
 Q_DECLARE_METATYPE(Qt::Edges)
@@ -31,6 +35,9 @@ private slots:
     void centringNearTheCentreDoesNotMove();
     void devicePageReturnsAfterMinimise();
     void escapeNeverClosesTheDevicePage();
+    void pageSwitchingShowsExactlyOnePage();
+    void toolPageReturnsAfterMinimise();
+    void consoleMessagesReachThePanel();
 
 private:
     QLabel *label(const char *name) const
@@ -98,11 +105,15 @@ void TestMainWindow::emptyDeviceMenu()
     for (int opening = 0; opening < 2; ++opening) { // rebuilt, not appended to
         emit menu->aboutToShow();
         const QList<QAction *> actions = menu->actions();
-        QCOMPARE(actions.size(), 3);
+        QCOMPARE(actions.size(), 5);
         QCOMPARE(actions[0]->text(), QStringLiteral("设备设置…"));
-        QVERIFY(actions[1]->isSeparator());
-        QCOMPARE(actions[2]->text(), QStringLiteral("（无可用设备）"));
-        QVERIFY(!actions[2]->isEnabled());
+        // No box open: its controls are there but disabled.
+        QCOMPARE(actions[1]->text(), QStringLiteral("参数及控制…"));
+        QCOMPARE(actions[2]->text(), QStringLiteral("设备信息"));
+        QVERIFY(!actions[1]->isEnabled() && !actions[2]->isEnabled());
+        QVERIFY(actions[3]->isSeparator());
+        QCOMPARE(actions[4]->text(), QStringLiteral("（无可用设备）"));
+        QVERIFY(!actions[4]->isEnabled());
     }
 }
 
@@ -167,6 +178,68 @@ void TestMainWindow::escapeNeverClosesTheDevicePage()
     // Escape not taken by the console view travels up to the page, a dialog by class.
     QTest::keyClick(page, Qt::Key_Escape);
     QVERIFY(page->isVisible());
+}
+
+namespace {
+
+// Which of the three pages show, as "device", "tools", "message".
+QStringList shownPages(MainWindow *window)
+{
+    QStringList shown;
+    if (window->devicePage() && window->devicePage()->isVisible())
+        shown << "device";
+    if (window->toolPage() && window->toolPage()->isVisible())
+        shown << "tools";
+    if (window->messagePanel() && window->messagePanel()->isVisible())
+        shown << "message";
+    return shown;
+}
+
+} // namespace
+
+void TestMainWindow::pageSwitchingShowsExactlyOnePage()
+{
+    auto click = [this](const char *button) {
+        QTest::mouseClick(m_window->findChild<QToolButton *>(QLatin1String(button)),
+                          Qt::LeftButton);
+    };
+    click("toolBtn");
+    QCOMPARE(shownPages(m_window), QStringList{"tools"});
+    click("mailBtn");
+    QCOMPARE(shownPages(m_window), QStringList{"message"});
+    click("deviceBtn");
+    QCOMPARE(shownPages(m_window), QStringList{"device"});
+    m_window->onLogToolBtnClicked();
+    QCOMPARE(shownPages(m_window), QStringList{"tools"});
+    click("deviceBtn");
+    QCOMPARE(shownPages(m_window), QStringList{"device"});
+}
+
+void TestMainWindow::toolPageReturnsAfterMinimise()
+{
+    m_window->onLogToolBtnClicked();
+    m_window->showMinimized();
+    QTRY_VERIFY(m_window->toolPage()->isHidden());
+    m_window->showNormal();
+    QTRY_COMPARE(shownPages(m_window), QStringList{"tools"});
+    m_window->onDeviceBtnClicked();
+    QCOMPARE(shownPages(m_window), QStringList{"device"});
+}
+
+void TestMainWindow::consoleMessagesReachThePanel()
+{
+    emit m_window->videoView()->statusBarMessageRequested(QStringLiteral("  光标矫正已开启 "));
+    emit m_window->videoView()->operatorMessageShown(QStringLiteral("设备信息: 请先连接串口。"));
+    auto *table = m_window->messagePanel()->findChild<QTableWidget *>("msgTableWidget");
+    QVERIFY(table);
+    const int rows = table->rowCount();
+    QVERIFY(rows >= 2);
+    auto text = [table](int row) {
+        const QTableWidgetItem *item = table->item(row, 1);
+        return item ? item->text() : table->cellWidget(row, 1)->findChild<QLabel *>()->text();
+    };
+    QVERIFY(text(rows - 2).contains(QStringLiteral("光标矫正已开启")));
+    QVERIFY(text(rows - 1).contains(QStringLiteral("请先连接串口。")));
 }
 
 QTEST_MAIN(TestMainWindow)

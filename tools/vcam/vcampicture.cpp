@@ -1,6 +1,7 @@
 #include "vcampicture.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <vector>
 
@@ -236,6 +237,59 @@ void drawOverlay(Picture &picture, const std::string &label, std::uint64_t frame
     const int y = picture.height - size - margin;
     fillRect(picture, x - scale, y - scale, size + 2 * scale, size + 2 * scale, kBlack);
     fillRect(picture, x, y, size, size, kWhite);
+}
+
+Borders parseBorders(const char *text)
+{
+    Borders borders;
+    if (!text)
+        return borders;
+    int left = 0;
+    int top = 0;
+    char tail = 0;
+    if (std::sscanf(text, "%d,%d%c", &left, &top, &tail) != 2)
+        return borders;
+    if (left < 0 || top < 0 || left > 960 || top > 540)
+        return borders;
+    borders.left = left & ~1;
+    borders.top = top & ~1;
+    return borders;
+}
+
+void drawFrame(Picture &picture, const Borders &borders, const std::string &label,
+               std::uint64_t frame)
+{
+    const int innerWidth = picture.width - 2 * borders.left;
+    const int innerHeight = picture.height - 2 * borders.top;
+    if ((borders.left == 0 && borders.top == 0) || innerWidth < 64 || innerHeight < 64) {
+        drawTestPattern(picture, frame);
+        drawOverlay(picture, label, frame);
+        return;
+    }
+    fillRect(picture, 0, 0, picture.width, picture.height, kBlack);
+    // The inner picture is a view into the same planes: its origin moves by the borders (both
+    // even, so chroma samples stay aligned).
+    Picture inner = picture;
+    inner.width = innerWidth;
+    inner.height = innerHeight;
+    const int x = borders.left;
+    const int y = borders.top;
+    switch (picture.layout) {
+    case Picture::I420:
+        inner.planes[0] += y * picture.strides[0] + x;
+        inner.planes[1] += (y / 2) * picture.strides[1] + x / 2;
+        inner.planes[2] += (y / 2) * picture.strides[2] + x / 2;
+        break;
+    case Picture::Nv12:
+        inner.planes[0] += y * picture.strides[0] + x;
+        inner.planes[1] += (y / 2) * picture.strides[1] + x;
+        break;
+    case Picture::Yuy2:
+        inner.planes[0] += y * picture.strides[0] + x * 2;
+        break;
+    }
+    drawTestPattern(inner, frame);
+    drawOverlay(inner, label, frame);
 }
 
 } // namespace vcam

@@ -32,4 +32,20 @@ int overlayScale(int height);
 // corner, white on a black box, and the moving marker. Everything is clipped to the picture.
 void drawOverlay(Picture &picture, const std::string &label, std::uint64_t frame);
 
+// Black margins around the target's picture, as a target with another aspect ratio shows inside
+// the captured frame (a 4:3 desktop in a 16:9 signal has columns on both sides).
+struct Borders
+{
+    int left = 0; // columns at the left, and as many at the right
+    int top = 0;  // rows at the top, and as many at the bottom
+};
+
+// "L,T" (pixels, even, at most a quarter of a 4K frame) as borders; none for anything else.
+Borders parseBorders(const char *text);
+
+// Draws the test pattern and overlay inside the borders and blacks out the margins. Margins that
+// would leave less than 64x64 pixels of picture are dropped.
+void drawFrame(Picture &picture, const Borders &borders, const std::string &label,
+               std::uint64_t frame);
+
 } // namespace vcam

@@ -2,6 +2,7 @@
 
 #include <gst/video/video.h>
 
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -211,8 +212,9 @@ void draw(TavroKvmVcamSrc *src, vcam::Picture &picture, guint64 frame)
     GST_OBJECT_LOCK(src);
     const std::string label = src->serial ? src->serial : "";
     GST_OBJECT_UNLOCK(src);
-    vcam::drawTestPattern(picture, frame);
-    vcam::drawOverlay(picture, label, frame);
+    // Read once: a process draws every camera with the same borders.
+    static const vcam::Borders borders = vcam::parseBorders(std::getenv("TAVROKVM_VCAM_BORDERS"));
+    vcam::drawFrame(picture, borders, label, frame);
 }
 
 GstBuffer *rawFrame(TavroKvmVcamSrc *src, Stream &st)

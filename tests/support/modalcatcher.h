@@ -1,0 +1,47 @@
+#pragma once
+
+// Answers the message boxes the code under test opens modally: records each box's title and
+// text and closes it, so that a test goes on without a user. Header-only.
+
+#include <QApplication>
+#include <QMessageBox>
+#include <QTimer>
+
+class ModalCatcher : public QObject
+{
+public:
+    struct Box
+    {
+        QString title;
+        QString text;
+    };
+
+    ModalCatcher()
+    {
+        m_timer.setInterval(10);
+        connect(&m_timer, &QTimer::timeout, this, &ModalCatcher::answer);
+        m_timer.start();
+    }
+
+    QList<Box> boxes;
+
+    int count(const QString &title, const QString &text) const
+    {
+        int seen = 0;
+        for (const Box &box : boxes)
+            seen += box.title == title && box.text == text;
+        return seen;
+    }
+
+private:
+    void answer()
+    {
+        auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
+        if (!box || !box->isVisible())
+            return;
+        boxes.append({box->windowTitle(), box->text()});
+        box->done(QMessageBox::Ok);
+    }
+
+    QTimer m_timer;
+};
