@@ -1,6 +1,6 @@
 // tavrokvm-bench [name-substring ...]: runs every registered benchmark, or those whose name
 // contains one of the given texts.
-#include <QCoreApplication>
+#include <QGuiApplication>
 #include <QTextStream>
 
 #include <vector>
@@ -23,7 +23,10 @@ int registerBench(const char *name, std::function<void()> run)
 
 int main(int argc, char **argv)
 {
-    QCoreApplication app(argc, argv);
+    // Some benchmarks draw pictures; no window is ever shown.
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QGuiApplication app(argc, argv);
     const QStringList filters = app.arguments().mid(1);
     QTextStream out(stdout);
     int ran = 0;

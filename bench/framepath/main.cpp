@@ -3,6 +3,8 @@
 //
 //   tavrokvm-bench-frames [--seconds N]   every format and size for N seconds (default 5)
 //   tavrokvm-bench-frames --soak MINUTES  1080p60 NV12 for that long, resident memory each minute
+//   tavrokvm-bench-frames --cursor-correction [--seconds N]
+//                                         1080p60 and 4K30 with cursor correction off, then on
 //
 // Frames are offered at the camera's rate by a precise timer, as the sink would deliver them; each
 // is a fresh copy made on the GUI thread (the sink's own frames cost the GUI thread nothing, so
@@ -150,7 +152,7 @@ struct Result
     qint64 rssKiB = 0;
 };
 
-Result run(const Config &config, double seconds)
+Result run(const Config &config, double seconds, bool cursorCorrection = false)
 {
     // Inside a window of its own, as the main window holds it.
     QWidget window;
@@ -160,6 +162,7 @@ Result run(const Config &config, double seconds)
     view.setGeometry(0, 0, 1280, 720);
     window.show();
     TavroVideoTestAccess::setCameraActive(view, true);
+    view.applyCursorCorrectionRuntime(cursorCorrection);
     QCoreApplication::processEvents();
 
     std::vector<QVideoFrame> frames;
@@ -243,6 +246,26 @@ int main(int argc, char **argv)
     const int secondsAt = args.indexOf(QStringLiteral("--seconds"));
     const double seconds =
         secondsAt > 0 && secondsAt + 1 < args.size() ? args.at(secondsAt + 1).toDouble() : 5.0;
+    if (args.contains(QStringLiteral("--cursor-correction"))) {
+        const Config corrected[] = {
+            {"MJPEG (YUV420P)", QVideoFrameFormat::Format_YUV420P, {1920, 1080}, 60},
+            {"MJPEG (YUV420P)", QVideoFrameFormat::Format_YUV420P, {3840, 2160}, 30},
+        };
+        out << "cursor correction, view 1280x720, " << seconds << " s each" << Qt::endl;
+        out << "format            size        correction  shown fps  GUI late p99/max ms"
+            << Qt::endl;
+        for (const Config &config : corrected) {
+            for (const bool on : {false, true}) {
+                const Result r = run(config, seconds, on);
+                out << QString::asprintf("%-17s %4dx%-4d   %-3s         %6.1f     %5.1f / %-6.1f",
+                                         config.name, config.size.width(), config.size.height(),
+                                         on ? "on" : "off", r.shownFps, r.loopLateP99,
+                                         r.loopLateMax)
+                    << Qt::endl;
+            }
+        }
+        return 0;
+    }
     const Config configs[] = {
         {"MJPEG (YUV420P)", QVideoFrameFormat::Format_YUV420P, {1280, 720}, 60},
         {"MJPEG (YUV420P)", QVideoFrameFormat::Format_YUV420P, {1920, 1080}, 60},

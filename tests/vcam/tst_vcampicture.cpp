@@ -1,3 +1,4 @@
+#include <QPoint>
 #include <QTest>
 
 #include <algorithm>
@@ -169,6 +170,10 @@ private slots:
     void jpegDecodesBack_data();
     void jpegDecodesBack();
     void jpegRefusesOtherPictures();
+    void bordersParse_data();
+    void bordersParse();
+    void bordersFrameThePicture_data();
+    void bordersFrameThePicture();
 };
 
 void TestVcamPicture::patternCoversThePicture_data()
@@ -413,6 +418,61 @@ void TestVcamPicture::jpegRefusesOtherPictures()
 
     OwnedPicture empty(Picture::I420, 0, 0, true);
     QVERIFY(!encodeJpeg(empty.picture, 80, jpeg, error));
+}
+
+void TestVcamPicture::bordersParse_data()
+{
+    QTest::addColumn<QByteArray>("text");
+    QTest::addColumn<int>("left");
+    QTest::addColumn<int>("top");
+    QTest::newRow("both") << QByteArray("208,112") << 208 << 112;
+    QTest::newRow("odd values made even") << QByteArray("7,9") << 6 << 8;
+    QTest::newRow("columns only") << QByteArray("240,0") << 240 << 0;
+    QTest::newRow("one number") << QByteArray("240") << 0 << 0;
+    QTest::newRow("negative") << QByteArray("-2,4") << 0 << 0;
+    QTest::newRow("too wide") << QByteArray("2000,0") << 0 << 0;
+    QTest::newRow("trailing text") << QByteArray("8,8px") << 0 << 0;
+    QTest::newRow("unset") << QByteArray() << 0 << 0;
+}
+
+void TestVcamPicture::bordersParse()
+{
+    QFETCH(QByteArray, text);
+    QFETCH(int, left);
+    QFETCH(int, top);
+    const Borders borders = parseBorders(text.isNull() ? nullptr : text.constData());
+    QCOMPARE(borders.left, left);
+    QCOMPARE(borders.top, top);
+}
+
+void TestVcamPicture::bordersFrameThePicture_data()
+{
+    QTest::addColumn<int>("layout");
+    QTest::newRow("I420") << int(Picture::I420);
+    QTest::newRow("NV12") << int(Picture::Nv12);
+    QTest::newRow("YUY2") << int(Picture::Yuy2);
+}
+
+void TestVcamPicture::bordersFrameThePicture()
+{
+    QFETCH(int, layout);
+    OwnedPicture owned(Picture::Layout(layout), 320, 240);
+    drawFrame(owned.picture, Borders{40, 20}, "TK0001", 7);
+    QVERIFY(owned.guardsIntact());
+    // Margins black and colourless on all four sides.
+    for (const QPoint p : {QPoint(0, 0), QPoint(39, 120), QPoint(280, 120), QPoint(319, 239),
+                           QPoint(160, 19), QPoint(160, 220)}) {
+        QCOMPARE(int(owned.luma(p.x(), p.y())), 16);
+        QCOMPARE(int(owned.chromaU(p.x(), p.y())), 128);
+    }
+    // The picture starts right at the borders with its light edge.
+    for (const QPoint p : {QPoint(40, 120), QPoint(279, 120), QPoint(160, 20), QPoint(160, 219)})
+        QVERIFY2(owned.luma(p.x(), p.y()) > 150, qPrintable(QString::number(p.x())));
+
+    // Borders that leave too little picture are dropped: the pattern fills the frame.
+    OwnedPicture small(Picture::Layout(layout), 120, 100);
+    drawFrame(small.picture, Borders{40, 20}, "TK0001", 7);
+    QVERIFY(small.luma(0, 30) != 16);
 }
 
 QTEST_APPLESS_MAIN(TestVcamPicture)

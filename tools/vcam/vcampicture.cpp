@@ -12,6 +12,7 @@ namespace {
 constexpr std::uint8_t kWhite = 235;
 constexpr std::uint8_t kBlack = 16;
 constexpr std::uint8_t kNeutral = 128;
+constexpr std::uint8_t kEdgeLuma = 180;
 
 // 5x7 dots, one row per byte, leftmost dot in bit 4.
 struct Glyph
@@ -290,6 +291,13 @@ void drawFrame(Picture &picture, const Borders &borders, const std::string &labe
     }
     drawTestPattern(inner, frame);
     drawOverlay(inner, label, frame);
+    // A light frame along the picture's edges, as a desktop's edge: the first lit column and row
+    // are exactly the borders, whatever the pattern shows there.
+    constexpr int kEdge = 2;
+    fillRect(inner, 0, 0, innerWidth, kEdge, kEdgeLuma);
+    fillRect(inner, 0, innerHeight - kEdge, innerWidth, kEdge, kEdgeLuma);
+    fillRect(inner, 0, 0, kEdge, innerHeight, kEdgeLuma);
+    fillRect(inner, innerWidth - kEdge, 0, kEdge, innerHeight, kEdgeLuma);
 }
 
 } // namespace vcam

@@ -43,8 +43,8 @@ struct Borders
 // "L,T" (pixels, even, at most a quarter of a 4K frame) as borders; none for anything else.
 Borders parseBorders(const char *text);
 
-// Draws the test pattern and overlay inside the borders and blacks out the margins. Margins that
-// would leave less than 64x64 pixels of picture are dropped.
+// Draws the test pattern and overlay inside the borders, framed by a light edge, and blacks out
+// the margins. Margins that would leave less than 64x64 pixels of picture are dropped.
 void drawFrame(Picture &picture, const Borders &borders, const std::string &label,
                std::uint64_t frame);
 
