@@ -11,9 +11,12 @@ work=$(mktemp -d "${TMPDIR:-/tmp}/tavrokvm-sim.XXXXXX")
 link="$work/tk-box"
 "$build/bin/tavrokvm-boxsim" --link "$link" >"$work/boxsim.log" &
 boxsim=$!
+sine_module=
 cleanup() {
     kill "$boxsim" 2>/dev/null || true
     wait "$boxsim" 2>/dev/null || true
+    [ -n "$sine_module" ] && pactl unload-module "$sine_module" 2>/dev/null
+    "$(dirname "$0")/virtual-audio.sh" stop "$work/audio" 2>/dev/null || true
     rm -rf "$work"
 }
 trap cleanup EXIT INT TERM
@@ -22,6 +25,22 @@ for _ in $(seq 200); do
     sleep 0.05
 done
 [ -e "$link" ] || { echo "run-simulated: the simulated box did not start" >&2; exit 1; }
+
+# The box's sound: a tone on an input described "TK USB3 Audio". With a sound server of the user's
+# it is heard on the speakers (quietly); otherwise a private server carries it unheard, one input
+# per simulated box.
+boxes=$(printf '%s\n' "${TAVROKVM_VCAM_DEVICES:-box}" | tr ',' '\n' | grep -c '^ *box' || true)
+if command -v pactl >/dev/null 2>&1 && pactl info >/dev/null 2>&1; then
+    sine_module=$(pactl load-module module-sine-source source_name=tk_usb3_audio_sim \
+        frequency=440 rate=48000 'source_properties=device.description="TK USB3 Audio"' || true)
+    [ -n "$sine_module" ] && pactl set-source-volume tk_usb3_audio_sim 15% 2>/dev/null || true
+    echo "run-simulated: the box's sound is a quiet 440 Hz tone on your speakers"
+elif server=$("$(dirname "$0")/virtual-audio.sh" start "$work/audio" "${boxes:-1}" 2>/dev/null); then
+    export PULSE_SERVER="$server"
+    echo "run-simulated: no sound server of yours; the box's sound plays on a private one (unheard)"
+else
+    echo "run-simulated: video only; install pulseaudio and pulseaudio-utils for the box's sound"
+fi
 
 export GST_PLUGIN_PATH="$build/gst-plugins${GST_PLUGIN_PATH:+:$GST_PLUGIN_PATH}"
 export QT_MEDIA_BACKEND=gstreamer

@@ -1,0 +1,121 @@
+// The box's sound against a private sound server and the virtual camera: the box's input is
+// found and attached to the session, its tone reaches the speaker while frames flow, stalled
+// frames silence it, and without a speaker the input still serves recordings.
+
+#include <QAudioDevice>
+#include <QAudioInput>
+#include <QMediaDevices>
+#include <QTest>
+
+#include "db/dbmanager.h"
+#include "tests/support/consolewithbox.h"
+#include "tests/support/tavrovideotestaccess.h"
+#include "tests/support/virtualaudio.h"
+
+namespace {
+
+VirtualAudio &virtualAudio()
+{
+    static VirtualAudio audio;
+    return audio;
+}
+bool g_audioStarted = false;
+
+constexpr double kToneHz = 440;
+
+} // namespace
+
+class TestCaptureAudio : public QObject
+{
+    Q_OBJECT
+private slots:
+    void initTestCase();
+    void cleanupTestCase();
+    void boxInputIsAttachedAndBound();
+    void toneReachesTheSpeakerWhileFramesFlow();
+    void stalledFramesSilenceIt();
+    void withoutASpeakerTheInputStillServesRecordings();
+
+private:
+    ConsoleWithBox m_console;
+    TavroVideo *m_view = nullptr;
+};
+
+void TestCaptureAudio::initTestCase()
+{
+    if (!g_audioStarted)
+        QSKIP("no sound server (pulseaudio) on this machine");
+    QVERIFY(m_console.start());
+    m_view = m_console.view();
+}
+
+void TestCaptureAudio::cleanupTestCase()
+{
+    m_console.stop();
+}
+
+void TestCaptureAudio::boxInputIsAttachedAndBound()
+{
+    QAudioInput *input = m_view->sessionAudioInput();
+    QVERIFY(input);
+    QCOMPARE(input->device().description(), QStringLiteral("TK USB3 Audio"));
+    // The choice is kept as the box's binding, as hexadecimal of the input's id.
+    const QVariantMap record = DBManager::instance()->getDeviceByDid(m_view->getCurrentDeviceDid());
+    QCOMPARE(record.value("audio_input_device_id").toString(),
+             QString::fromLatin1(input->device().id().toHex()));
+    QCOMPARE(m_view->savedAudioInputDeviceIdFromDb(), input->device().id());
+}
+
+void TestCaptureAudio::toneReachesTheSpeakerWhileFramesFlow()
+{
+    QTRY_VERIFY(m_view->isAudioPassthroughOn());
+    QVERIFY(m_view->isAudioMonitorPlaying());
+    // The speaker plays the box's tone.
+    double share = 0;
+    QTRY_VERIFY_WITH_TIMEOUT(
+        [&] {
+            const QVector<qint16> samples = virtualAudio().recordSpeaker(600);
+            share = VirtualAudio::toneShare(samples, kToneHz);
+            return share > 0.5;
+        }(),
+        10000);
+    QVERIFY2(VirtualAudio::toneShare(virtualAudio().recordSpeaker(400), 2 * kToneHz) < 0.1,
+             "the second box's tone is not this box's");
+}
+
+void TestCaptureAudio::stalledFramesSilenceIt()
+{
+    // Frames the view ignores count as frames that stopped coming.
+    TavroVideoTestAccess::setCameraActive(*m_view, false);
+    QTRY_VERIFY(!m_view->isAudioPassthroughOn());
+    // Attached anew while no frame comes: it stays silent.
+    m_view->reapplyUvcAudioForCurrentCamera();
+    QTest::qWait(300);
+    QVERIFY(!m_view->isAudioPassthroughOn());
+    TavroVideoTestAccess::setCameraActive(*m_view, true);
+    QTRY_VERIFY(m_view->isAudioPassthroughOn());
+}
+
+void TestCaptureAudio::withoutASpeakerTheInputStillServesRecordings()
+{
+    // The only output goes away; the box's input is attached anew.
+    QVERIFY(virtualAudio().pactl({"unload-module", "module-null-sink"}));
+    QTRY_VERIFY(QMediaDevices::defaultAudioOutput().isNull());
+    m_view->reapplyUvcAudioForCurrentCamera();
+    QVERIFY(m_view->sessionAudioInput());
+    QVERIFY(!m_view->isAudioMonitorPlaying());
+}
+
+int main(int argc, char **argv)
+{
+    // Two boxes' inputs: this box pairs with one of them, and hears only its own tone.
+    g_audioStarted = virtualAudio().start(2);
+    qputenv("TAVROKVM_VCAM_DEVICES", "box:TKAUDIO1");
+    QApplication app(argc, argv);
+    TestCaptureAudio test;
+    const int result = QTest::qExec(&test, argc, argv);
+    virtualAudio().stop();
+    return result;
+}
+
+#include "tst_captureaudio.moc"
