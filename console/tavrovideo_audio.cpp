@@ -92,6 +92,24 @@ void TavroVideo::detachCaptureSessionAudioOutput()
     }
 }
 
+void TavroVideo::releaseCaptureAudio()
+{
+    if (m_audioSource) {
+        m_audioSource->disconnect(this);
+        m_audioSource->stop();
+        delete m_audioSource;
+        m_audioSource = nullptr;
+    }
+    m_audioSourceDevice = nullptr;
+    if (m_audioInput) {
+        m_captureSession->setAudioInput(nullptr);
+        delete m_audioInput;
+        m_audioInput = nullptr;
+    }
+    // The sink is stopped before it goes: destroying an active one can abort the process.
+    detachCaptureSessionAudioOutput();
+}
+
 void TavroVideo::setupUvcAudioPlayback(const QCameraDevice &camera)
 {
     if (!m_captureSession || camera.isNull())
@@ -131,19 +149,7 @@ void TavroVideo::setupUvcAudioPlayback(const QCameraDevice &camera)
     }
 
     // The previous attachment goes first.
-    if (m_audioSource) {
-        m_audioSource->disconnect(this);
-        m_audioSource->stop();
-        delete m_audioSource;
-        m_audioSource = nullptr;
-    }
-    m_audioSourceDevice = nullptr;
-    if (m_audioInput) {
-        m_captureSession->setAudioInput(nullptr);
-        delete m_audioInput;
-        m_audioInput = nullptr;
-    }
-    detachCaptureSessionAudioOutput();
+    releaseCaptureAudio();
 
     const QList<QAudioDevice> devices = QMediaDevices::audioInputs();
     const quint64 generation = ++m_captureGeneration;
@@ -212,12 +218,7 @@ void TavroVideo::setupUvcAudioPlayback(const QCameraDevice &camera)
     if (!m_audioSourceDevice) {
         qWarning() << "[TavroVideo::setupUvcAudioPlayback] QAudioSource 未启动，剥离会话音频输入"
                    << "  error:" << m_audioSource->error() << "state:" << m_audioSource->state();
-        m_audioSource->stop();
-        delete m_audioSource;
-        m_audioSource = nullptr;
-        m_captureSession->setAudioInput(nullptr);
-        delete m_audioInput;
-        m_audioInput = nullptr;
+        releaseCaptureAudio();
         return;
     }
     connect(m_audioSourceDevice, &QIODevice::readyRead, this, [this, generation] {
