@@ -55,6 +55,9 @@ public:
     void startCameraWithPermission();
     void closeCamera(bool closeUart);
     void parkMainCameraForGridLayout();
+    // The multi-window button (tavrovideo_grid.cpp): with "multi_same_display" asks the device
+    // page for the preview grid (previewGridRequested), otherwise hides the view.
+    void onBtnMultiWindowClicked();
     bool isUvcHeldByExclusiveMainCanvas(const QByteArray &id) const;
     void showVideoDisplay();
     // Closes the floating windows that belong to the view (soft keyboard, panels): they sit at

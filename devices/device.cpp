@@ -117,6 +117,10 @@ device::device(QWidget *parent, TavroVideo *view)
     ui->centralwidget->setContentsMargins(0, 0, 0, 0);
 
     setupVideoAreaStack();
+    connect(ui->devicesTableWidget, &QTableWidget::cellClicked, this, [this](int row, int) {
+        if (isGridPageShowing() && row < kPreviewSlotCount)
+            flashPreviewForRow(row);
+    });
     setupButtons();
 
     if (!m_view)
@@ -143,9 +147,7 @@ device::device(QWidget *parent, TavroVideo *view)
                                                          : QStringLiteral("0"));
         });
     });
-    // Several boxes at once need the preview grid; until it is there the switch stays off.
-    ui->checkBoxShowMode->setEnabled(false);
-    ui->checkBoxShowMode->setToolTip(QStringLiteral("多机同显需要预览网格，尚未提供"));
+    ui->checkBoxShowMode->setToolTip(QStringLiteral("重启后生效"));
 
     m_blinkPhase = true;
     m_currentRow = -1;
@@ -160,6 +162,8 @@ device::device(QWidget *parent, TavroVideo *view)
     m_dbCheckTimer->start(kDatabaseCheckIntervalMs);
     m_periodicRecoverTimer = new QTimer(this);
     m_periodicRecoverTimer->setInterval(kPeriodicRecoverIntervalMs);
+    connect(m_periodicRecoverTimer, &QTimer::timeout, this, &device::onPeriodicRecoverTick);
+    m_periodicRecoverTimer->start();
 
     setupTable();
     updateDevicesTable();
@@ -184,9 +188,10 @@ qint64 device::nowMs() const
 
 void device::setupVideoAreaStack()
 {
-    // The preview grid is not built yet: the page starts on the console view whatever the
-    // stored switch says, and page 1 stays empty until the grid fills it.
-    m_multiSameDisplay = false;
+    DBManager *db = DBManager::instance();
+    m_multiSameDisplay =
+        db->isInitialized() && db->getAppSetting(QStringLiteral("multi_same_display"),
+                                                 QStringLiteral("0")) == QLatin1String("1");
     m_stack = new QStackedWidget(ui->centralwidget);
     m_stack->setObjectName(QStringLiteral("videoAreaStack"));
     m_stack->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
@@ -199,6 +204,7 @@ void device::setupVideoAreaStack()
     auto *grid = new QGridLayout(m_previewGridPage);
     grid->setContentsMargins(2, 2, 2, 2);
     grid->setSpacing(2);
+    buildPreviewGrid(m_previewGridPage);
     m_stack->addWidget(m_previewGridPage);
 
     ui->gridLayout->addWidget(m_stack, 0, 1);
@@ -235,6 +241,7 @@ void device::connectView()
     if (!m_view)
         return;
     connect(m_view, &TavroVideo::cameraStarted, this, [this] {
+        ++m_cameraStarts;
         m_mainOpenPending = false;
         m_leavingGrid = false;
         if (m_skipNextTableUpdate)
@@ -242,6 +249,10 @@ void device::connectView()
         else
             updateDevicesTable();
     });
+    connect(m_view, &TavroVideo::previewGridRequested, this, &device::onPreviewGridRequested,
+            Qt::UniqueConnection);
+    connect(m_view, &TavroVideo::cameraClosed, this, &device::onMainCameraClosedForPreviewGrid,
+            Qt::QueuedConnection);
     connect(m_view, &TavroVideo::uvcInputsChanged, this, &device::onUvcInputsChanged,
             Qt::QueuedConnection);
 }
@@ -417,14 +428,22 @@ void device::updateDevicesTable()
     syncExclusiveCheckboxesToCameraRow();
     applySearchFilter();
     QTimer::singleShot(0, this, &device::applyDevicesTableColumnWidths);
-    if (!m_refreshing && m_multiSameDisplay && isGridPageShowing())
-        m_previewSyncForcePending = false; // the preview grid syncs here once it exists
+    if (!m_refreshing && m_multiSameDisplay && isGridPageShowing()) {
+        const bool force = m_previewSyncForcePending;
+        m_previewSyncForcePending = false;
+        scheduleSyncPreviewCameras(force);
+    }
 }
 
 void device::reopenReturnedBox(int row, const QByteArray &currentId)
 {
     if (m_vanishedCurrentId.isEmpty())
         return;
+    // The grid shows every box already; the console stays where the operator left it.
+    if (isGridPageShowing()) {
+        m_vanishedCurrentId.clear();
+        return;
+    }
     // The operator chose another box meanwhile: the one that left is no longer wanted.
     if (currentId != m_vanishedCurrentId) {
         m_vanishedCurrentId.clear();
@@ -557,11 +576,14 @@ void device::refreshDevices()
     if (gridMode) {
         if (!m_cameras.isEmpty()) {
             qDebug() << "[device::refreshDevices] 当前为预览模式，已排队强制重建预览流";
-            m_previewSyncForcePending = true;
+            m_previewSyncForcePending = false;
+            scheduleSyncPreviewCameras(true);
         } else {
             qDebug() << "[device::refreshDevices] 当前为预览模式，但无设备，跳过重建预览流";
         }
-        endRefreshWaitCursor();
+        // The cursor goes when the rebuild it waits for has run, or now when none was queued.
+        if (!m_previewSyncTimer || !m_previewSyncTimer->isActive())
+            endRefreshWaitCursor();
     }
     m_refreshing = false;
     if (recoveryWasRunning)
@@ -724,10 +746,12 @@ void device::onDeviceCheckboxClicked(bool checked)
     syncExclusiveCheckboxesToCameraRow();
     m_view->update();
     updateGreenDotBlink();
-    if (m_multiSameDisplay)
+    if (m_multiSameDisplay) {
         m_stack->setCurrentIndex(1);
-    else
+        syncPreviewCameras(false);
+    } else {
         m_view->hide();
+    }
 }
 
 void device::onDevicesTableCellDoubleClicked(int row, int)
@@ -758,6 +782,11 @@ void device::activateDeviceRowExclusive(int row)
     if (row < 0 || row >= table->rowCount() || !table->item(row, IdColumn))
         return;
     const bool cameFromGrid = m_multiSameDisplay && isGridPageShowing();
+    if (cameFromGrid) {
+        // The tiles let go of their cameras before the console opens one of them.
+        cancelPendingPreviewSync();
+        closeAllPreviewSlots();
+    }
     for (int r = 0; r < table->rowCount(); ++r) {
         if (QCheckBox *check = checkboxAtRow(r)) {
             const QSignalBlocker block(check);
@@ -775,7 +804,11 @@ void device::openMainAfterPreviewDrain(int row, const QByteArray &uvcId, bool fr
     if (!m_view || m_mainOpenPending || m_leavingGrid)
         return;
     m_mainOpenPending = true;
-    QTimer::singleShot(kDrainBeforeOpenMs, this, [this, row, uvcId, fromGrid] {
+    ++m_mainOpenRequests;
+    const quint64 generation = ++m_mainOpenGeneration;
+    QTimer::singleShot(kDrainBeforeOpenMs, this, [this, row, uvcId, fromGrid, generation] {
+        if (generation != m_mainOpenGeneration)
+            return;
         m_leavingGrid = fromGrid;
         if (fromGrid) {
             m_skipNextTableUpdate = true;
@@ -783,7 +816,12 @@ void device::openMainAfterPreviewDrain(int row, const QByteArray &uvcId, bool fr
         }
         m_view->showVideoDisplay();
         m_view->show();
+        const quint64 startsBefore = m_cameraStarts;
         m_view->openCamera(uvcId);
+        // The camera was running already and is left as it is: no cameraStarted comes, and no
+        // table rebuild may be skipped on its account later.
+        if (!fromGrid && m_cameraStarts == startsBefore)
+            m_skipNextTableUpdate = false;
         if (m_stack->currentIndex() == 0)
             adjustTavroVideoGeometry();
         m_currentRow = row;
@@ -795,8 +833,8 @@ void device::openMainAfterPreviewDrain(int row, const QByteArray &uvcId, bool fr
             m_mainOpenPending = false;
             return;
         }
-        QTimer::singleShot(kLeaveGridLockMs, this, [this] {
-            if (!m_leavingGrid)
+        QTimer::singleShot(kLeaveGridLockMs, this, [this, generation] {
+            if (!m_leavingGrid || generation != m_mainOpenGeneration)
                 return;
             qDebug() << "[device::openMainAfterPreviewDrain] 等待 cameraStarted "
                         "超时，解除切换锁";

@@ -8,21 +8,28 @@
 #include <QRect>
 #include <QStringList>
 
+#include <array>
+
+#include "devices/previewrules.h"
 #include "platform/cameraidentity.h"
 
 class QCheckBox;
 class QStackedWidget;
 class QTimer;
 class TavroVideo;
+class TavroVideoPreview;
 
 namespace Ui {
 class device;
 }
 
 // The device page: on the left the list of attached boxes (one row per box-like camera, an
-// exclusive check box choosing the box the console shows), on the right the video area with the
-// console view kept at the picture's aspect ratio. Keeps the database's device records in step
-// with the cameras it sees, follows hot-plug, and closes the console when its box vanishes.
+// exclusive check box choosing the box the console shows), on the right the video area: the
+// console view kept at the picture's aspect ratio, or (with "multi_same_display") the grid of
+// twelve live previews. Keeps the database's device records in step with the cameras it sees,
+// follows hot-plug, and closes the console when its box vanishes. device.cpp holds the list and
+// the console side, device_grid.cpp the grid and the hand-over of cameras between the two: a
+// camera is released on one side before the other side opens it.
 class device : public QDialog
 {
     Q_OBJECT
@@ -51,6 +58,12 @@ public:
     void endRefreshWaitCursor();
     void getSysUvc();
     QStackedWidget *videoAreaStack() const { return m_stack; }
+    // The grid is on: "multi_same_display" was "1" when the page was made.
+    bool multiSameDisplay() const { return m_multiSameDisplay; }
+    // Tile of a grid slot (0..11); null outside.
+    TavroVideoPreview *previewTile(int slot) const;
+    // The slot shows that the console view holds its camera.
+    bool isPreviewSlotSuppressed(int slot) const;
 
 public slots:
     void updateDevicesTable();
@@ -61,6 +74,23 @@ public slots:
     void onDeviceCheckboxClicked(bool checked);
     void onDevicesTableCellDoubleClicked(int row, int column);
     void openMainAfterPreviewDrain(int row, const QByteArray &uvcId, bool fromGrid);
+
+    // The preview grid (device_grid.cpp).
+    void onPreviewGridRequested();
+    void onMainCameraClosedForPreviewGrid();
+    void continuePreviewGridSwitchAfterMainClose();
+    void onPreviewZoomRequested(int slot);
+    void closeAllPreviewSlots();
+    void syncPreviewCameras(bool force);
+    void applyPreviewSlotSync(int slot, bool force, const QByteArray &mainUvcId);
+    void scheduleSyncPreviewCameras(bool force);
+    void onDeferredPreviewSync();
+    void beginStaggeredPreviewSync(bool force, const QByteArray &mainUvcId);
+    void advanceStaggeredPreviewSync();
+    void cancelPendingPreviewSync();
+    void syncPreviewGridAfterLeavingMain();
+    void flashPreviewForRow(int row);
+    void onPeriodicRecoverTick();
 
 protected:
     void showEvent(QShowEvent *event) override;
@@ -88,6 +118,12 @@ private:
     // The box shown in the console was pulled out and is listed again: show it again.
     void reopenReturnedBox(int row, const QByteArray &currentId);
     bool isGridPageShowing() const;
+    // Tiles may open cameras: grid mode, the grid shows, and no open of the console is pending
+    // (its camera is about to be taken by the console).
+    bool previewSyncAllowed() const;
+    void buildPreviewGrid(QWidget *page);
+    // The grid shows again: no row is the console's, the dots and check boxes say so.
+    void showPreviewGridPage();
     void showRowTooltip(const QPoint &viewportPos);
     qint64 nowMs() const;
 
@@ -120,9 +156,22 @@ private:
     bool m_multiSameDisplay = false;
     QStackedWidget *m_stack = nullptr;
     QWidget *m_previewGridPage = nullptr;
+    std::array<TavroVideoPreview *, kPreviewSlotCount> m_previewTiles{};
+    std::array<bool, kPreviewSlotCount> m_previewSuppressed{};
     bool m_gridSwitchPending = false;
+    quint64 m_gridSwitchGeneration = 0; // time-outs of an earlier switch find a newer one
     bool m_mainOpenPending = false;
+    quint64 m_mainOpenGeneration = 0;
+    quint64 m_mainOpenRequests = 0; // opens of the console accepted so far
+    quint64 m_cameraStarts = 0;     // cameraStarted signals seen so far
     bool m_leavingGrid = false;
     bool m_skipNextTableUpdate = false;
-    bool m_previewSyncForcePending = false;
+    bool m_previewSyncForcePending = false; // left by hot-plug or a refresh for the next sync
+    qint64 m_lastZoomMs = 0;
+    QTimer *m_previewSyncTimer = nullptr;
+    bool m_previewSyncForced = false;
+    QTimer *m_staggerTimer = nullptr;
+    int m_staggerIndex = kPreviewSlotCount;
+    bool m_staggerForce = false;
+    QByteArray m_staggerMainId;
 };

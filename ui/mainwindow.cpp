@@ -604,6 +604,14 @@ void MainWindow::rebuildDeviceMenu()
                 m_device->activateRowLikeDoubleClick(row);
         });
     }
+    // Every box's picture at once, until the toolbar over the picture carries the button.
+    m_deviceMenu->addSeparator();
+    QAction *grid = m_deviceMenu->addAction(QStringLiteral("多机预览"), m_video,
+                                            &TavroVideo::onBtnMultiWindowClicked);
+    grid->setObjectName(QStringLiteral("multiWindowAction"));
+    grid->setEnabled(m_device->multiSameDisplay());
+    if (!grid->isEnabled())
+        grid->setToolTip(QStringLiteral("请勾选“多机同显”并重启后使用"));
 }
 
 // ---- Status bar ----------------------------------------------------------------------------

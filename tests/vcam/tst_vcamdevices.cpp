@@ -177,6 +177,10 @@ void TestVcamDevices::boxIsListedWithItsFormats()
         formatText(QVideoFrameFormat::Format_Jpeg, {3840, 2160}, 30),
         formatText(QVideoFrameFormat::Format_NV12, {1920, 1080}, 60),
         formatText(QVideoFrameFormat::Format_YUYV, {640, 480}, 30),
+        // Small and slow, for the preview grid.
+        formatText(QVideoFrameFormat::Format_YUYV, {640, 360}, 10),
+        formatText(QVideoFrameFormat::Format_YUYV, {320, 240}, 10),
+        formatText(QVideoFrameFormat::Format_Jpeg, {960, 540}, 10),
     };
     QCOMPARE(formats, expected);
 }
@@ -277,7 +281,7 @@ void TestVcamDevices::pluggingAndUnplugging()
     QVERIFY(changed.count() >= 1);
     // The box was not unplugged on the way.
     QCOMPARE(currentIds().first(), boxId);
-    QCOMPARE(QMediaDevices::videoInputs().at(1).videoFormats().size(), 3);
+    QCOMPARE(QMediaDevices::videoInputs().at(1).videoFormats().size(), 6);
 
     changed.clear();
     QVERIFY(writeScene("box\n"));

@@ -1,9 +1,12 @@
 #include "vcamprovider.h"
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <map>
 #include <mutex>
 #include <optional>
 #include <set>
@@ -31,20 +34,70 @@ std::string plugKey(const char *kindWord, const char *serial)
     return std::string(kindWord ? kindWord : "") + ':' + (serial ? serial : "");
 }
 
-// Records the camera's (un)plugging; a newly plugged camera gets its node number.
-int markPlugged(const vcam::DeviceSpec &spec, bool plugged, int node = -1)
+// Streams per camera (under g_unpluggedLock): by the camera's name in the holders file, and by
+// the provider's node that each stream was made from.
+struct Holders
 {
+    int streaming = 0;
+    int peak = 0;
+};
+std::map<std::string, Holders> g_holders;
+std::map<int, std::string> g_nodeNames; // plugged nodes: "kind:serial@port"
+std::map<int, int> g_nodeStreams;       // streams of a node still plugged
+
+void writeHolders()
+{
+    static const std::string path = [] {
+        const char *value = std::getenv("TAVROKVM_VCAM_HOLDERS");
+        return std::string(value ? value : "");
+    }();
+    if (path.empty())
+        return;
+    std::string text;
+    for (const auto &[name, holders] : g_holders)
+        text += name + ' ' + std::to_string(holders.streaming) + ' ' +
+                std::to_string(holders.peak) + '\n';
+    // Written aside and renamed, so that a reader never sees half a file.
+    const std::string partial = path + ".partial";
+    {
+        std::ofstream out(partial, std::ios::binary | std::ios::trunc);
+        out << text;
+    }
+    std::rename(partial.c_str(), path.c_str());
+}
+
+// Records the camera's (un)plugging; a newly plugged camera gets its node number.
+int markPlugged(const vcam::PlacedDevice &placed, bool plugged, int node = -1)
+{
+    const vcam::DeviceSpec &spec = placed.spec;
     const std::string key = plugKey(vcam::kindInfo(spec.kind).word, spec.serial.c_str());
     std::lock_guard<std::mutex> guard(g_unpluggedLock);
     if (plugged) {
         g_unplugged.erase(key);
         node = g_nextNode++;
         g_pluggedNodes.insert(node);
+        g_nodeNames[node] = key + '@' + std::to_string(placed.port);
     } else {
         g_unplugged.insert(key);
         g_pluggedNodes.erase(node);
+        // Like a device node that is gone, an unplugged camera holds no stream any more.
+        const auto streams = g_nodeStreams.find(node);
+        if (streams != g_nodeStreams.end()) {
+            g_holders[g_nodeNames[node]].streaming -= streams->second;
+            g_nodeStreams.erase(streams);
+            writeHolders();
+        }
+        g_nodeNames.erase(node);
     }
     return node;
+}
+
+void forgetNode(int node)
+{
+    std::lock_guard<std::mutex> guard(g_unpluggedLock);
+    g_pluggedNodes.erase(node);
+    g_nodeNames.erase(node);
+    g_nodeStreams.erase(node);
 }
 
 constexpr const char *kSceneVariable = "TAVROKVM_VCAM_SCENE";
@@ -228,7 +281,7 @@ void applyScene(GstDeviceProvider *provider, ProviderState &state,
             continue;
         GST_INFO_OBJECT(provider, "unplugging %s on port %d",
                         state.live[i].placed.spec.serial.c_str(), state.live[i].placed.port);
-        markPlugged(state.live[i].placed.spec, false, state.live[i].node);
+        markPlugged(state.live[i].placed, false, state.live[i].node);
         gst_device_provider_device_remove(provider, state.live[i].device);
         gst_object_unref(state.live[i].device);
     }
@@ -241,7 +294,7 @@ void applyScene(GstDeviceProvider *provider, ProviderState &state,
         }
         GST_INFO_OBJECT(provider, "plugging %s on port %d", p.device.spec.serial.c_str(),
                         p.device.port);
-        const int node = markPlugged(p.device.spec, true);
+        const int node = markPlugged(p.device, true);
         GstDevice *device = makeDevice(p.device, node);
         gst_device_provider_device_add(provider, device);
         next.push_back({p.device, device, node});
@@ -300,7 +353,7 @@ gboolean start(GstDeviceProvider *provider)
     if (quiet)
         gst_bus_set_flushing(bus, TRUE);
     for (const vcam::Placement &p : vcam::placeDevices({}, scene)) {
-        const int node = markPlugged(p.device.spec, true);
+        const int node = markPlugged(p.device, true);
         GstDevice *device = makeDevice(p.device, node);
         gst_device_provider_device_add(provider, device);
         state.live.push_back({p.device, device, node});
@@ -328,10 +381,7 @@ void stop(GstDeviceProvider *provider)
     // The base class drops its own list of devices; these are our references to them.
     std::lock_guard<std::mutex> guard(state.lock);
     for (LiveDevice &d : state.live) {
-        {
-            std::lock_guard<std::mutex> nodes(g_unpluggedLock);
-            g_pluggedNodes.erase(d.node);
-        }
+        forgetNode(d.node);
         gst_object_unref(d.device);
     }
     state.live.clear();
@@ -374,4 +424,38 @@ bool tavrokvm_vcam_is_unplugged(const char *kindWord, const char *serial)
 {
     std::lock_guard<std::mutex> guard(g_unpluggedLock);
     return g_unplugged.count(plugKey(kindWord, serial)) > 0;
+}
+
+void tavrokvm_vcam_stream_started(int node, const char *kindWord, const char *serial)
+{
+    std::lock_guard<std::mutex> guard(g_unpluggedLock);
+    std::string name = plugKey(kindWord, serial);
+    if (node >= 0) {
+        // A stream of a node that is gone never runs: it holds nothing.
+        if (!g_pluggedNodes.count(node))
+            return;
+        name = g_nodeNames[node];
+        ++g_nodeStreams[node];
+    }
+    Holders &holders = g_holders[name];
+    ++holders.streaming;
+    holders.peak = std::max(holders.peak, holders.streaming);
+    writeHolders();
+}
+
+void tavrokvm_vcam_stream_stopped(int node, const char *kindWord, const char *serial)
+{
+    std::lock_guard<std::mutex> guard(g_unpluggedLock);
+    std::string name = plugKey(kindWord, serial);
+    if (node >= 0) {
+        const auto streams = g_nodeStreams.find(node);
+        if (streams == g_nodeStreams.end())
+            return; // never counted, or let go when the camera was unplugged
+        name = g_nodeNames[node];
+        if (--streams->second == 0)
+            g_nodeStreams.erase(streams);
+    }
+    Holders &holders = g_holders[name];
+    holders.streaming = std::max(0, holders.streaming - 1);
+    writeHolders();
 }

@@ -26,3 +26,11 @@ bool tavrokvm_vcam_is_unplugged(const char *kindWord, const char *serial);
 // so an element made from a device that has been unplugged never streams again, even when the
 // same camera comes back (it comes back as a new device).
 bool tavrokvm_vcam_node_is_plugged(int node);
+
+// Streams running per camera, for tests that check a camera is never opened by two capture
+// sessions at once. An element counts from its start (streaming begins) to its stop. When
+// TAVROKVM_VCAM_HOLDERS names a file, every change rewrites it, one line per camera opened so far:
+// "kind:serial@port streaming peak", peak being the most streams the camera had at one time while
+// plugged (hand-made elements are "kind:serial"). A camera unplugged lets go of its streams.
+void tavrokvm_vcam_stream_started(int node, const char *kindWord, const char *serial);
+void tavrokvm_vcam_stream_stopped(int node, const char *kindWord, const char *serial);

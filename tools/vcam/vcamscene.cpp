@@ -12,8 +12,9 @@ namespace {
 
 const std::vector<KindInfo> &catalogue()
 {
-    // The box offers large MJPEG formats, one NV12 and one YUY2, like the real capture function;
-    // the others offer less so that format choice has something to choose between.
+    // The box offers large MJPEG formats, one NV12 and one YUY2, like the real capture function,
+    // then the small slow formats a preview asks for; the others offer less so that format
+    // choice has something to choose between.
     static const std::vector<KindInfo> kinds = {
         {Kind::Box,
          "box",
@@ -26,7 +27,10 @@ const std::vector<KindInfo> &catalogue()
           {Format::Mjpeg, 1280, 720, 30},
           {Format::Mjpeg, 3840, 2160, 30},
           {Format::Nv12, 1920, 1080, 60},
-          {Format::Yuy2, 640, 480, 30}}},
+          {Format::Yuy2, 640, 480, 30},
+          {Format::Yuy2, 640, 360, 10},
+          {Format::Yuy2, 320, 240, 10},
+          {Format::Mjpeg, 960, 540, 10}}},
         {Kind::Box2131,
          "box2131",
          "TK USB Video",
@@ -36,7 +40,10 @@ const std::vector<KindInfo> &catalogue()
          "TK2V",
          {{Format::Mjpeg, 1920, 1080, 30},
           {Format::Mjpeg, 1280, 720, 60},
-          {Format::Yuy2, 640, 480, 30}}},
+          {Format::Yuy2, 640, 480, 30},
+          {Format::Yuy2, 640, 360, 10},
+          {Format::Yuy2, 320, 240, 10},
+          {Format::Mjpeg, 960, 540, 10}}},
         {Kind::Builtin,
          "builtin",
          "Integrated Camera",

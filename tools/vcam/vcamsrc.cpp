@@ -30,6 +30,7 @@ struct Stream
     GstClockTime offset = GST_CLOCK_TIME_NONE; // running time of tick 0
     guint64 tick = 0;                          // frame periods since offset
     guint64 frame = 0;                         // the number drawn on the picture
+    bool holding = false;                      // counted as a stream of its camera
 };
 
 enum { PROP_0, PROP_KIND, PROP_SERIAL, PROP_NODE };
@@ -148,6 +149,20 @@ gboolean negotiate(GstBaseSrc *src)
     return TRUE;
 }
 
+// Tells the provider's count of streams per camera that this element starts or stops.
+void countStream(TavroKvmVcamSrc *src, bool started)
+{
+    GST_OBJECT_LOCK(src);
+    const gint node = src->node;
+    const std::string kind = vcam::kindInfo(src->kind).word;
+    const std::string serial = src->serial ? src->serial : "";
+    GST_OBJECT_UNLOCK(src);
+    if (started)
+        tavrokvm_vcam_stream_started(node, kind.c_str(), serial.c_str());
+    else
+        tavrokvm_vcam_stream_stopped(node, kind.c_str(), serial.c_str());
+}
+
 gboolean start(GstBaseSrc *src)
 {
     Stream &st = *self(src)->stream;
@@ -156,6 +171,8 @@ gboolean start(GstBaseSrc *src)
     GST_OBJECT_UNLOCK(src);
     st.offset = GST_CLOCK_TIME_NONE;
     st.frame = 0;
+    countStream(self(src), true);
+    st.holding = true;
     return TRUE;
 }
 
@@ -165,6 +182,9 @@ gboolean stop(GstBaseSrc *src)
     GST_OBJECT_LOCK(src);
     st.negotiated = false;
     GST_OBJECT_UNLOCK(src);
+    if (st.holding)
+        countStream(self(src), false);
+    st.holding = false;
     std::vector<std::uint8_t>().swap(st.picture);
     std::vector<std::uint8_t>().swap(st.encoded);
     return TRUE;
