@@ -63,6 +63,7 @@ TavroVideo::TavroVideo(QWidget *parent) : QWidget(parent)
     qDebug() << "[TavroVideo] VideoGlSurface 将在 NV12/YUYV/UYVY "
                 "帧到达时按需创建（避免与 QPainter 冲突）";
     connectVideoSink();
+    createRecordingTimers();
 
     setWindowFlag(Qt::FramelessWindowHint);
     setAttribute(Qt::WA_TranslucentBackground);

@@ -4,7 +4,9 @@
 #include <QCameraDevice>
 #include <QDateTime>
 #include <QElapsedTimer>
+#include <QIcon>
 #include <QImage>
+#include <QMediaRecorder>
 #include <QPointer>
 #include <QRect>
 #include <QSet>
@@ -23,13 +25,16 @@
 #include <memory>
 
 class QAbstractButton;
+class QAudioDevice;
 class QAudioInput;
 class QAudioOutput;
 class QAudioSink;
 class QAudioSource;
 class QCamera;
+class QLabel;
 class QMediaCaptureSession;
 class QMediaDevices;
+class QPushButton;
 class QTimer;
 class QVideoSink;
 class VideoGlSurface;
@@ -138,6 +143,19 @@ public:
     // Where the diagnostic crop and the measured frame are written.
     static QString borderCheckImagePath();
     static QString borderCheckFramePath();
+
+    // The box's sound (tavrovideo_audio.cpp): the paired input is attached to the session for
+    // recordings and played on the default output while frames flow.
+    void reapplyUvcAudioForCurrentCamera();
+    QByteArray savedAudioInputDeviceIdFromDb() const;
+    void saveAudioInputDeviceBindingForCurrentDevice(const QByteArray &audioId);
+    static bool isLikelyUsbUacAudioInputEndpoint(const QAudioDevice &device);
+    void detachCaptureSessionAudioOutput();
+    // Stops and drops the paired input, its copy to the speaker and the session's audio.
+    void releaseCaptureAudio();
+    QAudioInput *sessionAudioInput() const { return m_audioInput; }
+    bool isAudioPassthroughOn() const { return m_audioPassthroughOn; }
+    bool isAudioMonitorPlaying() const { return m_audioSink != nullptr; }
 
     // Device information and control over the vendor protocol (tavrovideo_devicecontrol.cpp).
     void onBtnSettingsClicked();
@@ -400,6 +418,9 @@ private:
     QAudioSource *m_audioSource = nullptr;
     QAudioSink *m_audioSink = nullptr;
     bool m_audioPassthroughOn = false;
+    QTimer *m_audioPassthroughTimer = nullptr; // notices frames that stopped coming
+    QIODevice *m_audioSourceDevice = nullptr;  // pull side of m_audioSource
+    QIODevice *m_audioSinkDevice = nullptr;    // push side of m_audioSink
 
     // Display.
     QVideoFrame m_lastFrame;
@@ -452,4 +473,65 @@ private:
     QPointer<DeviceUartManager> m_infoSignalLink;
     QPointer<QAbstractButton> m_btnUdiskSwitch; // on the toolbar, when there is one
     image_blank_info m_blackBorderInfo;
+
+    // Screenshot and recording (tavrovideo_recording.cpp)
+public:
+    void onBtnCaptureClicked();
+    void performScreenshotSave();
+    void onBtnRecordClicked();
+    void beginScreenRecordingFromUvc();
+    void ensureMediaRecorder();
+    void onMediaRecorderStateChanged(QMediaRecorder::RecorderState state);
+    void onMediaRecorderError(QMediaRecorder::Error error, const QString &errorString);
+    void finalizeRecordingSaveToDisk();
+    void cleanupRecordingUi();
+    void onRecordBlinkTick();
+    void onRecordElapsedTick();
+    bool isRecording() const { return m_isRecording; }
+    // What the elapsed label shows (1 during the first second); 0 when not recording.
+    int recordElapsedSeconds() const { return m_recordElapsedShown; }
+    // The picture of the last frame at the size it was captured; null when there is none or it
+    // cannot be converted.
+    QImage fullSizeImageOfLastFrame() const;
+    // An information box about the console's box, also sent to operatorMessageShown.
+    void showInformation(QWidget *parent, const QString &title, const QString &text);
+    // Asks where to save a screenshot or recording: (caption, suggested path, filter) → the path
+    // chosen, empty when cancelled. Default: QFileDialog::getSaveFileName.
+    using SavePathChooser =
+        std::function<QString(const QString &caption, const QString &path, const QString &filter)>;
+    void setSavePathChooser(SavePathChooser chooser) { m_savePathChooser = std::move(chooser); }
+
+signals:
+    // A recording started, or its elapsed label's seconds changed (recording true), or it ended.
+    void recordingProgressChanged(bool recording, int elapsedLabelSeconds);
+
+private:
+    void createRecordingTimers();
+    void onRecordingLimitReached();
+    // Part of every camera close: a running recording is stopped and thrown away, no dialog.
+    void discardRecordingOnClose();
+    void releaseMediaRecorder();
+    void removeRecordingTempFile();
+    QString chooseSavePath(const QString &caption, const QString &path, const QString &filter);
+
+    QMediaRecorder *m_mediaRecorder = nullptr;
+    quint64 m_mediaRecorderSerial = 0; // tells a queued state change of a deleted recorder apart
+    QString m_recordingTempPath;
+    bool m_isRecording = false;
+    bool m_saveRecordingOnStop = false;
+    bool m_discardRecordingOnStop = false;
+    bool m_recordingLimitReached = false;
+    bool m_recordBlinkOn = false;
+    QElapsedTimer m_recordingClock;
+    qint64 m_recordedMs = -1; // the clock when the stop was asked for; -1 until then
+    int m_recordElapsedShown = 0;
+    QTimer *m_recordBlinkTimer = nullptr;
+    QTimer *m_recordElapsedTimer = nullptr;
+    QTimer *m_recordStopTimer = nullptr;
+    int m_recordingLimitMs = 30 * 60 * 1000;
+    QPointer<QPushButton> m_btnRecord;     // on the toolbar, when there is one
+    QPointer<QLabel> m_recordElapsedLabel; // "recordElapsedLabel", on the toolbar
+    QIcon m_recordIcon;                    // the record button's normal icon
+    QIcon m_recordingIcon;                 // and its blinking one
+    SavePathChooser m_savePathChooser;
 };

@@ -381,6 +381,7 @@ void TavroVideo::startCameraWithPermission()
 void TavroVideo::closeCamera(bool closeUart)
 {
     qDebug() << "[TavroVideo::closeCamera] 开始关闭相机, closeUart:" << yesNo(closeUart);
+    discardRecordingOnClose();
     // A camera closed after it stopped delivering or was pulled out may leave the session's
     // pipeline unable to run the next camera: the next open starts from a fresh session.
     if (m_camera && (!framesAreFlowing(m_lastFrameTimeMs, nowMs()) ||
@@ -396,28 +397,7 @@ void TavroVideo::closeCamera(bool closeUart)
     m_frameAgeClock.invalidate();
     m_audioPassthroughOn = false;
 
-    if (m_audioSource) {
-        m_audioSource->disconnect(this);
-        m_audioSource->stop();
-        delete m_audioSource;
-        m_audioSource = nullptr;
-    }
-    if (m_audioSink) {
-        m_audioSink->disconnect(this);
-        m_audioSink->stop();
-        delete m_audioSink;
-        m_audioSink = nullptr;
-    }
-    if (m_audioInput) {
-        m_captureSession->setAudioInput(nullptr);
-        delete m_audioInput;
-        m_audioInput = nullptr;
-    }
-    if (m_audioOutput) {
-        m_captureSession->setAudioOutput(nullptr);
-        delete m_audioOutput;
-        m_audioOutput = nullptr;
-    }
+    releaseCaptureAudio();
 
     if (m_camera) {
         m_camera->disconnect(this);
@@ -497,7 +477,6 @@ void TavroVideo::showVideoDisplay()
 }
 
 // The box's audio input joins the session here once audio pairing is built.
-void TavroVideo::setupUvcAudioPlayback(const QCameraDevice &) {}
 
 // The device information reply reaches the parameters dialog through this connection once the
 // dialog exists.

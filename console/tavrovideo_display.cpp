@@ -176,7 +176,6 @@ void TavroVideo::raiseOverlaysAboveVideo() {}
 // The border measurement joins here with cursor correction.
 
 // Audio pass-through follows the frames once audio pairing is built.
-void TavroVideo::syncAudioPassthroughState() {}
 
 void TavroVideo::startAsyncFrameDecodeWorker()
 {

@@ -20,6 +20,7 @@
 #include <QVBoxLayout>
 #include <QWindow>
 
+#include "console/recordingrules.h"
 #include "console/tavrovideo.h"
 #include "devices/device.h"
 #include "devices/devicelistrules.h"
@@ -390,6 +391,16 @@ void MainWindow::connectConsoleView()
             &MainWindow::showTransientStatusMessage);
     // What the console told the operator in a box stays readable in the message panel.
     connect(m_video, &TavroVideo::operatorMessageShown, this, &MainWindow::appendMessage);
+    // Until the toolbar's record button and elapsed label exist, the device menu's item says how
+    // long the recording runs.
+    connect(
+        m_video, &TavroVideo::recordingProgressChanged, this, [this](bool recording, int seconds) {
+            auto *record = m_deviceMenu
+                               ? m_deviceMenu->findChild<QAction *>(QStringLiteral("recordAction"))
+                               : nullptr;
+            if (record)
+                record->setText(recordMenuItemText(recording, seconds));
+        });
 }
 
 void MainWindow::applyFontFallback()
@@ -585,7 +596,14 @@ void MainWindow::rebuildDeviceMenu()
     QAction *information =
         m_deviceMenu->addAction(QStringLiteral("设备信息"), m_video, &TavroVideo::onBtnInfoClicked);
     information->setObjectName(QStringLiteral("deviceInfoAction"));
-    for (QAction *action : {parameters, information}) {
+    QAction *capture =
+        m_deviceMenu->addAction(QStringLiteral("截图"), m_video, &TavroVideo::onBtnCaptureClicked);
+    capture->setObjectName(QStringLiteral("captureAction"));
+    QAction *record = m_deviceMenu->addAction(
+        recordMenuItemText(m_video->isRecording(), m_video->recordElapsedSeconds()), m_video,
+        &TavroVideo::onBtnRecordClicked);
+    record->setObjectName(QStringLiteral("recordAction"));
+    for (QAction *action : {parameters, information, capture, record}) {
         action->setEnabled(boxOpen);
         if (!boxOpen)
             action->setToolTip(QStringLiteral("请先打开一个设备"));

@@ -5,6 +5,7 @@
 
 #include <QApplication>
 #include <QMessageBox>
+#include <QPushButton>
 #include <QTimer>
 
 class ModalCatcher : public QObject
@@ -40,7 +41,12 @@ private:
         if (!box || !box->isVisible())
             return;
         boxes.append({box->windowTitle(), box->text()});
-        box->done(QMessageBox::Ok);
+        // As a user pressing Enter would: the default button (OK of a question box) when there
+        // is one, so that the caller sees which button answered.
+        if (QPushButton *button = box->defaultButton())
+            button->click();
+        else
+            box->done(QMessageBox::Ok);
     }
 
     QTimer m_timer;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QCamera>
 #include <QTimer>
 
 #include "console/tavrovideo.h"
@@ -18,5 +19,21 @@ public:
     static bool resolutionCheckRunning(const TavroVideo &view)
     {
         return view.m_resolutionCheckTimer->isActive();
+    }
+    // Shortens the time limit of a recording.
+    static void setRecordingLimit(TavroVideo &view, int ms) { view.m_recordingLimitMs = ms; }
+    // Where the running recording is written; empty when none.
+    static QString recordingTempPath(const TavroVideo &view) { return view.m_recordingTempPath; }
+    // Restarts the running camera in another of the formats it offers (the view opens a camera in
+    // the format it negotiates). False when the camera does not run in that format afterwards.
+    static bool restartCameraInFormat(TavroVideo &view, const QCameraFormat &format)
+    {
+        QCamera *camera = view.m_camera;
+        if (!camera)
+            return false;
+        camera->setActive(false);
+        camera->setCameraFormat(format);
+        camera->setActive(true);
+        return camera->isActive() && camera->cameraFormat() == format;
     }
 };
