@@ -382,7 +382,11 @@ void MainWindow::connectConsoleView()
                     qCritical() << "[MainWindow] 错误：m_statusSection5Label为空！";
                     return;
                 }
-                m_statusSection5Label->setText(QStringLiteral("UART: %1").arg(text));
+                // The view's text names the port ("/dev/ttyACM0: connected") or already
+                // starts with "UART:" ("UART: disconnected"): never "UART: UART: …".
+                m_statusSection5Label->setText(text.startsWith(QLatin1String("UART:"))
+                                                   ? text
+                                                   : QStringLiteral("UART: %1").arg(text));
                 qDebug().noquote()
                     << "[MainWindow] 状态栏UART状态已更新:" << m_statusSection5Label->text();
                 statusBar()->update();

@@ -72,7 +72,7 @@ void TestMainWindow::statusSectionsFollowTheView()
     QCOMPARE(label("statusSection4")->text(), QStringLiteral("960,540"));
     QCOMPARE(label("statuSection5")->text(), QStringLiteral("UART: /dev/ttyACM0: connected"));
     emit view->uartStatusChanged(false, QStringLiteral("UART: disconnected"));
-    QCOMPARE(label("statuSection5")->text(), QStringLiteral("UART: UART: disconnected"));
+    QCOMPARE(label("statuSection5")->text(), QStringLiteral("UART: disconnected"));
     emit view->statusBarMessageRequested(QStringLiteral("串口已连接"));
     QCOMPARE(label("statusTipLabel")->text(), QStringLiteral("串口已连接"));
 }
