@@ -397,14 +397,14 @@ void MainWindow::connectConsoleView()
     connect(m_video, &TavroVideo::operatorMessageShown, this, &MainWindow::appendMessage);
     // Until the toolbar's record button and elapsed label exist, the device menu's item says how
     // long the recording runs.
-    connect(
-        m_video, &TavroVideo::recordingProgressChanged, this, [this](bool recording, int seconds) {
-            auto *record = m_deviceMenu
-                               ? m_deviceMenu->findChild<QAction *>(QStringLiteral("recordAction"))
-                               : nullptr;
-            if (record)
-                record->setText(recordMenuItemText(recording, seconds));
-        });
+    // The view may report while the window is being destroyed: the menu is the context.
+    if (QMenu *menu = m_deviceMenu) {
+        connect(m_video, &TavroVideo::recordingProgressChanged, menu,
+                [menu](bool recording, int seconds) {
+                    if (auto *record = menu->findChild<QAction *>(QStringLiteral("recordAction")))
+                        record->setText(recordMenuItemText(recording, seconds));
+                });
+    }
 }
 
 void MainWindow::applyFontFallback()
