@@ -1,6 +1,13 @@
 // The console's recordings with the GStreamer back end: an H.264 encoder element of this process,
 // ranked above every installed one so that the back end's encodebin picks it. It is a bin:
 // videoconvert → 4:2:0 caps → x264enc with settings for a live picture.
+//
+// It also guards the start of a recording. Qt 6.4 links the camera's tee to the recording branch
+// (its capsfilter, then encodebin) before it starts encodebin; a frame that arrives in between
+// meets encodebin's inactive pad, the tee hands FLUSHING back to the camera source, and the
+// source's streaming stops for good: the live picture freezes. Once inside encodebin, the element
+// watches encodebin's sink pads and holds the data entering each branch until the pad it feeds is
+// active.
 #include "platform/recordingencoder.h"
 
 #include <QDebug>
@@ -22,6 +29,10 @@ constexpr const char *kTune = "zerolatency";
 constexpr guint kQuality = 23; // x264's constant rate factor
 constexpr guint kMaxBitRateKbps = 16000;
 constexpr guint kKeyFrameInterval = 120;
+// How long a branch's first data waits for encodebin to start; the back end starts it right after
+// linking, so this is only reached when that start fails (and the data then goes on as before).
+constexpr int kBranchHoldLimitMs = 5000;
+constexpr const char *kWatchedKey = "tavrokvm-branch-watch";
 
 GstStaticPadTemplate sinkTemplate =
     GST_STATIC_PAD_TEMPLATE("sink", GST_PAD_SINK, GST_PAD_ALWAYS, GST_STATIC_CAPS("video/x-raw"));
@@ -45,9 +56,102 @@ struct TavroKvmH264EncClass
 
 G_DEFINE_TYPE(TavroKvmH264Enc, tavrokvm_h264_enc, GST_TYPE_BIN)
 
+namespace {
+
+// The pad inside encodebin that data for one of its (ghost) pads reaches; a new reference.
+GstPad *innermostTarget(GstPad *pad)
+{
+    auto *current = GST_PAD(gst_object_ref(pad));
+    while (GST_IS_GHOST_PAD(current)) {
+        GstPad *target = gst_ghost_pad_get_target(GST_GHOST_PAD(current));
+        if (!target)
+            break;
+        gst_object_unref(current);
+        current = target;
+    }
+    return current;
+}
+
+// Runs on the camera's streaming thread with the first data for a recording branch. encodebin's
+// own pad is active from the start; the element behind it is not until encodebin has started.
+GstPadProbeReturn holdUntilActive(GstPad *, GstPadProbeInfo *, gpointer encodeBinPad)
+{
+    GstPad *target = innermostTarget(GST_PAD(encodeBinPad));
+    for (int waited = 0; GST_PAD_IS_FLUSHING(target) && waited < kBranchHoldLimitMs; ++waited)
+        g_usleep(1000);
+    gst_object_unref(target);
+    return GST_PAD_PROBE_REMOVE;
+}
+
+// The back end linked its branch element (a capsfilter) to encodebin's pad; the tee is linked to
+// the branch element next.
+void onEncodeBinPadLinked(GstPad *encodeBinPad, GstPad *branchSrc, gpointer)
+{
+    GstElement *branch = gst_pad_get_parent_element(branchSrc);
+    if (!branch)
+        return;
+    if (GstPad *entry = gst_element_get_static_pad(branch, "sink")) {
+        gst_pad_add_probe(entry, GST_PAD_PROBE_TYPE_DATA_DOWNSTREAM, holdUntilActive,
+                          gst_object_ref(encodeBinPad), gst_object_unref);
+        gst_object_unref(entry);
+    }
+    gst_object_unref(branch);
+}
+
+void watchEncodeBinPad(GstPad *pad)
+{
+    if (!GST_PAD_IS_SINK(pad) || g_object_get_data(G_OBJECT(pad), kWatchedKey))
+        return;
+    g_object_set_data(G_OBJECT(pad), kWatchedKey, GINT_TO_POINTER(1));
+    g_signal_connect(pad, "linked", G_CALLBACK(onEncodeBinPadLinked), nullptr);
+}
+
+// Every sink pad so far, not only the new one: the sound's pad may have been asked for before
+// this encoder was made.
+void onEncodeBinPadAdded(GstElement *encodeBin, GstPad *, gpointer)
+{
+    GstIterator *pads = gst_element_iterate_sink_pads(encodeBin);
+    gst_iterator_foreach(
+        pads,
+        [](const GValue *pad, gpointer) { watchEncodeBinPad(GST_PAD(g_value_get_object(pad))); },
+        nullptr);
+    gst_iterator_free(pads);
+}
+
+// Runs while encodebin adds this element, under encodebin's lock: nothing here may take it.
+void watchEncodeBin(GstElement *encodeBin)
+{
+    if (g_object_get_data(G_OBJECT(encodeBin), kWatchedKey))
+        return;
+    g_object_set_data(G_OBJECT(encodeBin), kWatchedKey, GINT_TO_POINTER(1));
+    g_signal_connect(encodeBin, "pad-added", G_CALLBACK(onEncodeBinPadAdded), nullptr);
+}
+
+bool isEncodeBin(GstObject *object)
+{
+    if (!object || !GST_IS_ELEMENT(object))
+        return false;
+    GstElementFactory *factory = gst_element_get_factory(GST_ELEMENT(object));
+    return factory && g_strcmp0(GST_OBJECT_NAME(factory), "encodebin") == 0;
+}
+
+} // namespace
+
+// Called when the element joins a bin (and leaves it, with no bus).
+static void tavrokvm_h264_enc_set_bus(GstElement *element, GstBus *bus)
+{
+    GST_ELEMENT_CLASS(tavrokvm_h264_enc_parent_class)->set_bus(element, bus);
+    GstObject *parent = gst_object_get_parent(GST_OBJECT(element));
+    if (bus && isEncodeBin(parent))
+        watchEncodeBin(GST_ELEMENT(parent));
+    if (parent)
+        gst_object_unref(parent);
+}
+
 static void tavrokvm_h264_enc_class_init(TavroKvmH264EncClass *klass)
 {
     GstElementClass *element = GST_ELEMENT_CLASS(klass);
+    element->set_bus = tavrokvm_h264_enc_set_bus;
     gst_element_class_set_static_metadata(
         element, "TavroKVM recording encoder", "Codec/Encoder/Video",
         "H.264 4:2:0 for live recordings (x264enc after a 4:2:0 conversion)", "TavroKVM");

@@ -20,6 +20,63 @@
 #include "tests/support/modalcatcher.h"
 #include "tests/support/tavrovideotestaccess.h"
 
+// An H.264 parser that takes 300 ms to get ready (h264parse in a bin), ranked above h264parse, so
+// that encodebin starts late after the back end has linked it to the camera's tee.
+struct SlowH264Parse
+{
+    GstBin parent;
+};
+
+struct SlowH264ParseClass
+{
+    GstBinClass parentClass;
+};
+
+G_DEFINE_TYPE(SlowH264Parse, slow_h264_parse, GST_TYPE_BIN)
+
+static GstStaticPadTemplate slowParseSink =
+    GST_STATIC_PAD_TEMPLATE("sink", GST_PAD_SINK, GST_PAD_ALWAYS, GST_STATIC_CAPS("video/x-h264"));
+static GstStaticPadTemplate slowParseSrc = GST_STATIC_PAD_TEMPLATE(
+    "src", GST_PAD_SRC, GST_PAD_ALWAYS, GST_STATIC_CAPS("video/x-h264, parsed=(boolean)true"));
+
+static GstStateChangeReturn slowParseChangeState(GstElement *element, GstStateChange transition)
+{
+    if (transition == GST_STATE_CHANGE_NULL_TO_READY)
+        g_usleep(300000);
+    return GST_ELEMENT_CLASS(slow_h264_parse_parent_class)->change_state(element, transition);
+}
+
+static void slow_h264_parse_class_init(SlowH264ParseClass *klass)
+{
+    GstElementClass *element = GST_ELEMENT_CLASS(klass);
+    gst_element_class_set_static_metadata(
+        element, "Slow H.264 parser", "Codec/Parser/Converter/Video", "h264parse, late", "test");
+    gst_element_class_add_static_pad_template(element, &slowParseSink);
+    gst_element_class_add_static_pad_template(element, &slowParseSrc);
+    element->change_state = slowParseChangeState;
+}
+
+static void slow_h264_parse_init(SlowH264Parse *self)
+{
+    GstElement *parse = gst_element_factory_make("h264parse", nullptr);
+    if (!parse)
+        return;
+    gst_bin_add(GST_BIN(self), parse);
+    for (GstStaticPadTemplate *templ : {&slowParseSink, &slowParseSrc}) {
+        GstPad *target = gst_element_get_static_pad(parse, templ->name_template);
+        gst_element_add_pad(GST_ELEMENT(self),
+                            gst_ghost_pad_new_from_template(templ->name_template, target,
+                                                            gst_static_pad_template_get(templ)));
+        gst_object_unref(target);
+    }
+}
+
+static gboolean registerSlowH264Parse(GstPlugin *plugin)
+{
+    return gst_element_register(plugin, "slowh264parse", GST_RANK_PRIMARY + 2,
+                                slow_h264_parse_get_type());
+}
+
 namespace {
 
 // One question the view asked through its save-path seam.
@@ -58,6 +115,7 @@ private slots:
     void recordingIsAnH264Mp4_data();
     void recordingIsAnH264Mp4();
     void limitStopsTheRecordingAndOffersIt();
+    void pictureGoesOnWhileTheRecordingStartsLate();
     void closingTheCameraDiscardsTheRecording();
     void inactiveCameraIsReported_data();
     void inactiveCameraIsReported();
@@ -307,6 +365,29 @@ void TestRecording::limitStopsTheRecordingAndOffersIt()
     QCOMPARE(after.size(), before.size() + 1);
     QVERIFY(QFileInfo(QDir(QDir::tempPath()).filePath(after.last())).size() > 0);
     QVERIFY(QDir(m_saved.path()).isEmpty());
+}
+
+// The back end links the recording branch to the camera before it starts it: frames that arrive
+// in between must not stop the camera.
+void TestRecording::pictureGoesOnWhileTheRecordingStartsLate()
+{
+    QVERIFY(gst_plugin_register_static(GST_VERSION_MAJOR, GST_VERSION_MINOR, "slowh264parse",
+                                       "test", registerSlowH264Parse, "1.0", "LGPL", "test", "test",
+                                       "https://tavrokvm.invalid"));
+    m_saveAnswer = m_saved.filePath(QStringLiteral("late.mp4"));
+    m_view->onBtnRecordClicked();
+    QVERIFY(m_view->isRecording());
+    const quint32 from = m_view->frameSequence();
+    QTRY_VERIFY_WITH_TIMEOUT(m_view->frameSequence() >= from + 30, 15000);
+    m_view->onBtnRecordClicked();
+    QTRY_COMPARE_WITH_TIMEOUT(m_saveRequests.size(), 1, 15000);
+
+    const MediaFacts facts = discoverMedia(m_saveAnswer);
+    QVERIFY(facts.read);
+    QCOMPARE(facts.videoStreams, 1);
+    QCOMPARE(facts.chromaFormat, QStringLiteral("4:2:0"));
+    QVERIFY(facts.seconds > 0.5);
+    QVERIFY(QFile::remove(m_saveAnswer));
 }
 
 void TestRecording::closingTheCameraDiscardsTheRecording()
