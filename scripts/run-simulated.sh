@@ -11,11 +11,12 @@ work=$(mktemp -d "${TMPDIR:-/tmp}/tavrokvm-sim.XXXXXX")
 link="$work/tk-box"
 "$build/bin/tavrokvm-boxsim" --link "$link" >"$work/boxsim.log" &
 boxsim=$!
-sine_module=
+tone_module=
+tone=
 cleanup() {
-    kill "$boxsim" 2>/dev/null || true
+    kill "$boxsim" $tone 2>/dev/null || true
     wait "$boxsim" 2>/dev/null || true
-    [ -n "$sine_module" ] && pactl unload-module "$sine_module" 2>/dev/null
+    [ -n "$tone_module" ] && pactl unload-module "$tone_module" 2>/dev/null
     "$(dirname "$0")/virtual-audio.sh" stop "$work/audio" 2>/dev/null || true
     rm -rf "$work"
 }
@@ -28,13 +29,19 @@ done
 
 # The box's sound: a tone on an input described "TK USB3 Audio". With a sound server of the user's
 # it is heard on the speakers (quietly); otherwise a private server carries it unheard, one input
-# per simulated box.
+# per simulated box. The input is a pipe fed 10 ms at a time, as a USB sound input delivers.
 boxes=$(printf '%s\n' "${TAVROKVM_VCAM_DEVICES:-box}" | tr ',' '\n' | grep -c '^ *box' || true)
 if command -v pactl >/dev/null 2>&1 && pactl info >/dev/null 2>&1; then
-    sine_module=$(pactl load-module module-sine-source source_name=tk_usb3_audio_sim \
-        frequency=440 rate=48000 'source_properties=device.description="TK USB3 Audio"' || true)
-    [ -n "$sine_module" ] && pactl set-source-volume tk_usb3_audio_sim 15% 2>/dev/null || true
-    echo "run-simulated: the box's sound is a quiet 440 Hz tone on your speakers"
+    tone_module=$(pactl load-module module-pipe-source source_name=tk_usb3_audio_sim \
+        file="$work/tone" format=s16le rate=48000 channels=2 \
+        'source_properties=device.description="TK USB3 Audio"' || true)
+    if [ -n "$tone_module" ]; then
+        gst-launch-1.0 -q audiotestsrc is-live=true freq=440 volume=0.08 samplesperbuffer=480 \
+            ! audio/x-raw,format=S16LE,rate=48000,channels=2 \
+            ! filesink location="$work/tone" buffer-mode=unbuffered >/dev/null 2>&1 &
+        tone=$!
+        echo "run-simulated: the box's sound is a quiet 440 Hz tone on your speakers"
+    fi
 elif server=$("$(dirname "$0")/virtual-audio.sh" start "$work/audio" "${boxes:-1}" 2>/dev/null); then
     export PULSE_SERVER="$server"
     echo "run-simulated: no sound server of yours; the box's sound plays on a private one (unheard)"

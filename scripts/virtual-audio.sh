@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # A private sound server for the simulated boxes: one input described "TK USB3 Audio" per box,
 # each carrying a test tone (box N: 440 Hz times N), and a null speaker as the default output.
+# Like a USB sound input, each input delivers its sound in short periods: the input is a pipe
+# source fed 10 ms at a time by a live tone.
 #
 #   scripts/virtual-audio.sh start <folder> [boxes]   prints the PULSE_SERVER value to use
 #   scripts/virtual-audio.sh stop <folder>
@@ -32,7 +34,7 @@ start) ;;
     ;;
 esac
 
-for tool in pulseaudio pactl pacat; do
+for tool in pulseaudio pactl pacat gst-launch-1.0; do
     command -v "$tool" >/dev/null || { echo "virtual-audio: $tool is missing" >&2; exit 1; }
 done
 mkdir -p "$dir"
@@ -44,7 +46,8 @@ rm -f "$socket"
     echo "load-module module-native-protocol-unix auth-anonymous=1 socket=$socket"
     echo 'load-module module-null-sink sink_name=speaker sink_properties=device.description="Virtual\ Speaker"'
     for n in $(seq "$boxes"); do
-        echo "load-module module-sine-source source_name=tkaudio$n frequency=$((440 * n)) rate=48000 source_properties=device.description=\"TK\\ USB3\\ Audio\""
+        rm -f "$dir/tone$n"
+        echo "load-module module-pipe-source source_name=tkaudio$n file=$dir/tone$n format=s16le rate=48000 channels=2 source_properties=device.description=\"TK\\ USB3\\ Audio\""
     done
     echo "set-default-sink speaker"
 } >"$dir/server.pa"
@@ -65,4 +68,10 @@ pactl info >/dev/null 2>&1 || { echo "virtual-audio: the sound server did not st
 pacat --playback --latency-msec=20 --device=speaker --raw --format=s16le --rate=48000 \
     --channels=2 </dev/zero >/dev/null 2>&1 &
 echo $! >>"$dir/pids"
+for n in $(seq "$boxes"); do
+    gst-launch-1.0 -q audiotestsrc is-live=true freq=$((440 * n)) volume=0.5 samplesperbuffer=480 \
+        ! audio/x-raw,format=S16LE,rate=48000,channels=2 \
+        ! filesink location="$dir/tone$n" buffer-mode=unbuffered >/dev/null 2>&1 &
+    echo $! >>"$dir/pids"
+done
 echo "$PULSE_SERVER"

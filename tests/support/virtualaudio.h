@@ -56,12 +56,17 @@ public:
             std::fprintf(stderr, "virtual audio: stopping the server failed\n");
     }
 
-    // Runs pactl against the server ("unload-module", ...); true when it succeeded.
-    bool pactl(const QStringList &arguments)
+    // Unloads the speaker (the only output the console may use); true when it went.
+    bool removeSpeaker()
     {
-        QProcess process;
-        process.start(QStringLiteral("pactl"), arguments);
-        return process.waitForFinished(5000) && process.exitCode() == 0;
+        const QByteArray modules = pactlOutput({"list", "short", "modules"});
+        for (const QByteArray &line : modules.split('\n')) {
+            if (line.contains("sink_name=speaker "))
+                return !pactlOutput(
+                            {"unload-module", QString::fromLatin1(line.split('\t').value(0))})
+                            .isNull();
+        }
+        return false;
     }
 
     // `ms` of what the speaker plays, read from its monitor: mono, 16 bits, 48 kHz. The caller's
@@ -107,6 +112,17 @@ public:
     }
 
 private:
+    // pactl's output against the server; a null array when it failed.
+    static QByteArray pactlOutput(const QStringList &arguments)
+    {
+        QProcess process;
+        process.start(QStringLiteral("pactl"), arguments);
+        if (!process.waitForFinished(5000) || process.exitCode() != 0)
+            return QByteArray();
+        const QByteArray output = process.readAllStandardOutput();
+        return output.isNull() ? QByteArray("") : output;
+    }
+
     QTemporaryDir m_dir;
     QByteArray m_server;
     bool m_running = false;
