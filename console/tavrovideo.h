@@ -39,6 +39,8 @@ class QTimer;
 class QVideoSink;
 class VideoGlSurface;
 class DeviceUartManager;
+class FlowPanelDragHandle;
+class mouse;
 struct IdentifiedCamera;
 
 // The console view: shows the target's picture, owns the capture session of the current box and
@@ -473,6 +475,67 @@ private:
     QPointer<DeviceUartManager> m_infoSignalLink;
     QPointer<QAbstractButton> m_btnUdiskSwitch; // on the toolbar, when there is one
     image_blank_info m_blackBorderInfo;
+
+    // Floating toolbar, tool switch, watermark and full screen (tavrovideo_toolbar.cpp).
+public:
+    void initFlowPanel();
+    void setupUI();
+    void setupToolSwitchButtonIcon();
+    void loadToolSwitchRelativePosition();
+    void saveToolSwitchRelativePosition();
+    void applyToolSwitchPosition();
+    void positionToolSwitchClamped(const QPoint &topLeft);
+    void onBtnToolSwitchClicked();
+    void positionFlowPanelAtToolSwitchAnchor();
+    void positionFlowPanelClamped(const QPoint &topLeft);
+    void syncToolSwitchAnchorFromFlowPanel();
+    QPoint flowPanelTopLeftForDrag() const;
+    void showFlowPanel();
+    void setFlowPanelVisible(bool visible);
+    void setFlowEnable(bool enable);
+    bool isFlowEnabled() const { return m_flowEnabled; }
+    void polishToolbarIconButton(QPushButton *button);
+    void setWatermarkDebugInfoVisible(bool visible);
+    void onBtnFullScreenClicked();
+    void toggleFullScreen(QWidget *widget);
+    void handleFullScreenExit();
+    bool isViewFullScreen() const { return m_isFullScreen; }
+    QWidget *flowPanel() const { return m_flowPanel; }
+    QPushButton *toolSwitchButton() const { return m_btnToolSwitch; }
+
+    // Serial settings panel and device settings dialog (tavrovideo_serialpanel.cpp).
+    void onBtnMouseClicked();
+    void showMouseControl();
+    void handleMouseDialogClosed();
+    void showDeviceSettingsDialog();
+    mouse *mouseControl() const;
+
+private:
+    void updateChildWidgetsPosition();
+    void showUnavailableFeature(const QString &title, const QString &text);
+
+    QWidget *m_flowPanel = nullptr;
+    FlowPanelDragHandle *m_flowDragHandle = nullptr;
+    QPushButton *m_btnToolSwitch = nullptr;
+    QLabel *m_watermarkLabel = nullptr;
+    double m_toolSwitchRelX = 0.5;
+    double m_toolSwitchRelY = 0.0;
+    bool m_toolSwitchHasCustomPos = false;
+    bool m_toolSwitchDragging = false;
+    QPoint m_toolSwitchPressPos;   // global, where the left button went down
+    QPoint m_toolSwitchGrabOffset; // switch position minus the cursor, in view coordinates
+    bool m_toolSwitchPressed = false;
+    bool m_flowPanelWanted = false;
+    bool m_flowEnabled = true;
+    QString m_lastCalcText;
+    QString m_lastMouseText;
+    qint64 m_lastStatusSectionsMs = -1; // nowMs() of the last write to status sections 1 and 2
+    qint64 m_lastUartEvaluationMs = -1;
+    QPointer<QWidget> m_fullScreenPreviousParent;
+    QRect m_fullScreenPreviousGeometry;
+    QPointer<mouse> m_mouseControl;
+    QString m_mousePrevPort;
+    int m_mousePrevBaud = 0;
 
     // Screenshot and recording (tavrovideo_recording.cpp)
 public:

@@ -242,9 +242,6 @@ void TavroVideo::flushMouseStatusBarUpdate()
     updateWatermark();
 }
 
-// The "Mouse: x,y" overlay joins the view with the video toolbar.
-void TavroVideo::updateWatermark() {}
-
 void TavroVideo::updateMouseThrottleSettings(int intervalMs, int minDistance)
 {
     m_mouseThrottleIntervalMs = std::max(1, intervalMs);

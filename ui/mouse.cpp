@@ -1,0 +1,3 @@
+#include "ui/mouse.h"
+
+mouse::mouse(QWidget *parent) : QWidget(parent) {}
