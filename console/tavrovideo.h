@@ -509,6 +509,14 @@ public:
     void handleMouseDialogClosed();
     void showDeviceSettingsDialog();
     mouse *mouseControl() const;
+    // The box's protocol (0 CH9329, 1 vendor protocol) and coordinate mode (0 absolute, 1
+    // relative) for the encoder: read from its record when its camera opens (defaults 0). The
+    // ...ForCurrentDevice setters apply at once and store; false when nothing was stored.
+    void loadLinkModesForCurrentDevice();
+    bool setUartProtocolForCurrentDevice(int protocol);
+    bool setCoordModeForCurrentDevice(int mode);
+    void setCoordMode(int mode);
+    int coordMode() const { return m_coordMode; }
 
 private:
     void updateChildWidgetsPosition();

@@ -258,6 +258,7 @@ void TavroVideo::openCamera(const QByteArray &cameraId)
 
     m_currentDeviceId = cameraId;
     loadCursorCorrectionSettingForCurrentDevice();
+    loadLinkModesForCurrentDevice();
     qDebug() << "[TavroVideo::openCamera] 使用Qt原生相机";
 
     const QCameraDevice device = findCameraByIdentity(cameraId);
