@@ -2,6 +2,8 @@
 // state. Cameras are in tavrovideo_capture.cpp, frames on screen in tavrovideo_display.cpp.
 #include "console/tavrovideo.h"
 
+#include "ui/mouse.h"
+
 #include <QApplication>
 #include <QCamera>
 #include <QDebug>
@@ -85,6 +87,8 @@ TavroVideo::TavroVideo(QWidget *parent) : QWidget(parent)
             &TavroVideo::checkAndSwitchToMaxResolution);
 
     createMouseTimers();
+    initFlowPanel();
+    setupUI();
     setupConnections();
     resize(800, 600);
     qDebug() << "[TavroVideo] UI初始化完成";
@@ -201,6 +205,10 @@ void TavroVideo::onApplicationStateChanged(Qt::ApplicationState state)
         }
         closePopupWindows();
     }
+    if (m_appActive && !wasActive && m_flowEnabled && m_flowPanelWanted) {
+        qDebug() << "[AppState] 恢复flowPanel显示";
+        showFlowPanel();
+    }
     syncResolutionCheck("[AppState] 恢复分辨率检查定时器", "[AppState] 停止分辨率检查定时器");
 }
 
@@ -229,11 +237,17 @@ void TavroVideo::refreshUartStatus()
     emit uartStatusChanged(open, text);
 }
 
-// Popup windows: the soft keyboard now; the serial panel and the parameters join it later.
 void TavroVideo::closePopupWindows()
 {
-    if (m_newSoftKeyboard)
+    qDebug() << "[closePopupWindows] 关闭所有浮动窗口";
+    if (mouse *panel = mouseControl(); panel && panel->isVisible()) {
+        panel->hide();
+        qDebug() << "  - 鼠标UI已关闭";
+    }
+    if (m_newSoftKeyboard && m_newSoftKeyboard->isVisible()) {
         m_newSoftKeyboard->hide();
+        qDebug() << "  - 新软键盘已关闭";
+    }
 }
 
 void TavroVideo::cleanupPopupWindows()

@@ -460,7 +460,6 @@ private:
     qint8 m_wheelStep = 1;
     QTimer *m_mouseThrottleTimer = nullptr;
     QTimer *m_mouseStatusTimer = nullptr;
-    QString m_lastMouseStatusText;
 
     // Cursor correction (border measurement).
     bool m_cursorCorrectionEnabled = false;
@@ -495,6 +494,9 @@ public:
     void setFlowEnable(bool enable);
     bool isFlowEnabled() const { return m_flowEnabled; }
     void polishToolbarIconButton(QPushButton *button);
+    // The icon at `path`, or a standard icon of the style, with a log line, when it cannot be
+    // loaded.
+    static QIcon toolbarIcon(const QString &path, bool cancelButton);
     void setWatermarkDebugInfoVisible(bool visible);
     void onBtnFullScreenClicked();
     void toggleFullScreen(QWidget *widget);
@@ -518,8 +520,16 @@ public:
     void setCoordMode(int mode);
     int coordMode() const { return m_coordMode; }
 
+protected:
+    void showEvent(QShowEvent *event) override;
+    void moveEvent(QMoveEvent *event) override;
+
 private:
     void updateChildWidgetsPosition();
+    // Places the switch, the watermark, a visible toolbar and soft keyboard for the view's size.
+    void layoutOverlays();
+    // Press, drag and click of the tool switch; true when the event was taken.
+    bool handleToolSwitchEvent(QEvent *event);
     void showUnavailableFeature(const QString &title, const QString &text);
 
     QWidget *m_flowPanel = nullptr;

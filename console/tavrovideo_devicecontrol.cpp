@@ -81,26 +81,6 @@ bool TavroVideo::sendDeviceRestartCommand()
     return true;
 }
 
-void TavroVideo::centerPopupWindow(QWidget *popup)
-{
-    if (!popup)
-        return;
-    // Under the toolbar when there is one; until then centred over the view.
-    const QPoint anchor = mapToGlobal(QPoint(width() / 2, height() / 2));
-    QScreen *screen = QGuiApplication::screenAt(anchor);
-    if (!screen)
-        screen = QGuiApplication::primaryScreen();
-    QPoint topLeft(anchor.x() - popup->width() / 2, anchor.y() - popup->height() / 2);
-    if (screen) {
-        const QRect area = screen->availableGeometry();
-        topLeft.setX(
-            qBound(area.left(), topLeft.x(), qMax(area.left(), area.right() - popup->width())));
-        topLeft.setY(
-            qBound(area.top(), topLeft.y(), qMax(area.top(), area.bottom() - popup->height())));
-    }
-    popup->move(topLeft);
-}
-
 void TavroVideo::onBtnSettingsClicked()
 {
     qDebug() << "[UI] 设置按钮点击";

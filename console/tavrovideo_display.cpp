@@ -78,6 +78,7 @@ void TavroVideo::processVideoFrame(const QVideoFrame &frame)
     ++m_frameSequence;
 
     presentVideoFrame(frame);
+    updateWatermark();
 
     static quint64 measurementWindows = 0;
     ++m_framesInWindow;
@@ -171,8 +172,6 @@ void TavroVideo::releaseVideoGlSurface()
 }
 
 // The floating toolbar, its switch and the status label stay above the picture once they exist.
-void TavroVideo::raiseOverlaysAboveVideo() {}
-
 // The border measurement joins here with cursor correction.
 
 // Audio pass-through follows the frames once audio pairing is built.
@@ -278,9 +277,9 @@ void TavroVideo::paintEvent(QPaintEvent *)
 void TavroVideo::resizeEvent(QResizeEvent *event)
 {
     invalidateActualVideoDisplayRect();
-    followWithSoftKeyboard();
     if (m_glSurface)
         m_glSurface->setGeometry(rect());
+    layoutOverlays();
     QWidget::resizeEvent(event);
 }
 

@@ -1,6 +1,7 @@
 // Console view: the operator's keys to the target. Every keyboard source ends in sendKeyValue,
 // which encodes one report frame and writes it to the current box's link.
 #include <QApplication>
+#include <QPushButton>
 #include <QDebug>
 #include <QKeyEvent>
 #include <QTimer>
@@ -214,6 +215,9 @@ void TavroVideo::pressModifiersHeldBy(const QKeyEvent *event)
 
 bool TavroVideo::eventFilter(QObject *watched, QEvent *event)
 {
+    if (m_btnToolSwitch && watched == static_cast<QObject *>(m_btnToolSwitch) &&
+        handleToolSwitchEvent(event))
+        return true;
     const bool keyEvent = event->type() == QEvent::KeyPress || event->type() == QEvent::KeyRelease;
     QWidget *topLevel = window();
     if (keyEvent && takesKeysFrom(watched)) {

@@ -145,9 +145,14 @@ void TavroVideo::showNewSoftKeyboard()
 void TavroVideo::placeSoftKeyboard()
 {
     const QPoint centre = mapToGlobal(QPoint(rect().width() / 2, rect().height() / 2));
-    // The video toolbar joins the view later; until then the keyboard sits below the centre.
-    const int y = centre.y() + 50;
-    qDebug() << "[showNewSoftKeyboard] flowPanel不可见，使用TavroVideo中心向下偏移，Y坐标:" << y;
+    int y = centre.y() + 50;
+    if (m_flowPanel && m_flowPanel->isVisible()) {
+        y = m_flowPanel->mapToGlobal(QPoint(0, m_flowPanel->height())).y();
+        qDebug() << "[showNewSoftKeyboard] 使用flowPanel底部位置，Y坐标:" << y;
+    } else {
+        qDebug() << "[showNewSoftKeyboard] flowPanel不可见，使用TavroVideo中心向下偏移，Y坐标:"
+                 << y;
+    }
     const QPoint position(centre.x() - m_newSoftKeyboard->width() / 2, y);
     m_newSoftKeyboard->move(position);
     qDebug() << "[showNewSoftKeyboard] 窗口已定位，X居中Y在flowPanel下方，位置:" << position;

@@ -234,11 +234,6 @@ void TavroVideo::sendThrottledMouseCoordinates()
 
 void TavroVideo::flushMouseStatusBarUpdate()
 {
-    const QString text = QStringLiteral("%1,%2").arg(m_lastMousePos.x()).arg(m_lastMousePos.y());
-    if (text == m_lastMouseStatusText)
-        return;
-    m_lastMouseStatusText = text;
-    emit mouseChanged(text);
     updateWatermark();
 }
 

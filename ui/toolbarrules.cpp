@@ -1,5 +1,7 @@
 #include "ui/toolbarrules.h"
 
+#include <QStringList>
+
 #include <algorithm>
 
 QPoint clampTopLeftInto(const QPoint &topLeft, const QSize &widget, const QSize &area)
@@ -48,4 +50,34 @@ QPoint popupTopLeftUnderAnchor(const QPoint &anchor, const QSize &popup, const Q
     const QPoint wanted(anchor.x() - popup.width() / 2, anchor.y());
     const QPoint inside = clampTopLeftInto(wanted - screen.topLeft(), popup, screen.size());
     return inside + screen.topLeft();
+}
+
+WatermarkFacts watermarkFacts(const image_blank_info &borders, const QSize &capture,
+                              const QPoint &mouse, const QString &uartText)
+{
+    const int pictureWidth = borders.width > 0 ? borders.width : std::max(capture.width(), 0);
+    const int pictureHeight = borders.height > 0 ? borders.height : std::max(capture.height(), 0);
+    const int activeWidth = std::max(pictureWidth - borders.left - borders.right, 0);
+    const int activeHeight = std::max(pictureHeight - borders.top - borders.bottom, 0);
+    const double ratio = activeHeight > 0 ? double(activeWidth) / activeHeight : 0.0;
+
+    WatermarkFacts facts;
+    facts.calcText = QStringLiteral("%1x%2").arg(activeWidth).arg(activeHeight);
+    facts.mouseText = QStringLiteral("%1,%2").arg(mouse.x()).arg(mouse.y());
+    QStringList parts{
+        QStringLiteral("Borders: T%1 L%2 B%3 R%4")
+            .arg(borders.top)
+            .arg(borders.left)
+            .arg(borders.bottom)
+            .arg(borders.right),
+        QStringLiteral("Calc: %1[%2]").arg(facts.calcText).arg(ratio, 0, 'f', 2),
+        QStringLiteral("Resolution: %1x%2")
+            .arg(std::max(capture.width(), 0))
+            .arg(std::max(capture.height(), 0)),
+        QStringLiteral("Mouse: %1").arg(facts.mouseText),
+    };
+    if (!uartText.isEmpty())
+        parts << uartText;
+    facts.line = parts.join(QStringLiteral(" | "));
+    return facts;
 }

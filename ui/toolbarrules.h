@@ -7,6 +7,9 @@
 #include <QPointF>
 #include <QRect>
 #include <QSize>
+#include <QString>
+
+#include "console/input/bordercheck.h"
 
 // `topLeft` moved so that a widget of `widget` size lies inside `area` (at its top-left corner
 // when it is larger).
@@ -32,3 +35,16 @@ bool reachedDragDistance(const QPoint &from, const QPoint &to, int distance);
 
 // A popup hanging centred under `anchor` (global), pushed back inside `screen`.
 QPoint popupTopLeftUnderAnchor(const QPoint &anchor, const QSize &popup, const QRect &screen);
+
+// What the watermark line says, and the two values the status bar shows from it.
+struct WatermarkFacts
+{
+    QString line;      // "Borders: … | Calc: … | Resolution: … | Mouse: … | <UART text>"
+    QString calcText;  // the active picture's size, "%1x%2"
+    QString mouseText; // the pointer on the target, "%1,%2"
+};
+
+// `borders` as measured on the picture (zero margins when nothing was measured), `capture` the
+// captured size, `mouse` the pointer in target coordinates.
+WatermarkFacts watermarkFacts(const image_blank_info &borders, const QSize &capture,
+                              const QPoint &mouse, const QString &uartText);

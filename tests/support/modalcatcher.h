@@ -1,7 +1,8 @@
 #pragma once
 
 // Answers the message boxes the code under test opens modally: records each box's title and
-// text and closes it, so that a test goes on without a user. Header-only.
+// text and closes it, so that a test goes on without a user. Other modal dialogs are recorded by
+// object name and cancelled. Header-only.
 
 #include <QApplication>
 #include <QMessageBox>
@@ -25,6 +26,7 @@ public:
     }
 
     QList<Box> boxes;
+    QStringList dialogs; // object names of the other modal dialogs, in order
 
     int count(const QString &title, const QString &text) const
     {
@@ -37,9 +39,17 @@ public:
 private:
     void answer()
     {
-        auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
-        if (!box || !box->isVisible())
+        QWidget *modal = QApplication::activeModalWidget();
+        if (!modal || !modal->isVisible())
             return;
+        auto *box = qobject_cast<QMessageBox *>(modal);
+        if (!box) {
+            if (auto *dialog = qobject_cast<QDialog *>(modal)) {
+                dialogs.append(dialog->objectName());
+                dialog->reject();
+            }
+            return;
+        }
         boxes.append({box->windowTitle(), box->text()});
         // As a user pressing Enter would: the default button (OK of a question box) when there
         // is one, so that the caller sees which button answered.
