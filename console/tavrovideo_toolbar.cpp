@@ -65,6 +65,7 @@ void TavroVideo::initFlowPanel()
     panelLayout->setSpacing(0);
     auto *buttonsRow = new QWidget(m_flowPanel);
     buttonsRow->setObjectName(QStringLiteral("buttonsRow"));
+    buttonsRow->setAttribute(Qt::WA_StyledBackground);
     auto *rowLayout = new QHBoxLayout(buttonsRow);
     rowLayout->setSpacing(2);
     rowLayout->setContentsMargins(2, 0, 0, 0);
@@ -561,7 +562,8 @@ void TavroVideo::updateWatermark()
         m_lastCalcText = facts.calcText;
         emit calcChanged(facts.calcText);
     }
-    if (facts.mouseText != m_lastMouseText) {
+    // No position before the pointer first crossed the picture.
+    if (m_lastMousePos.x() >= 0 && facts.mouseText != m_lastMouseText) {
         m_lastMouseText = facts.mouseText;
         emit mouseChanged(facts.mouseText);
     }
