@@ -588,10 +588,10 @@ void MainWindow::rebuildDeviceMenu()
         return;
     m_deviceMenu->clear();
     QAction *settings = m_deviceMenu->addAction(
-        bundleIcon(QStringLiteral(":/images/device/cable.png")), QStringLiteral("设备设置…"));
-    settings->setEnabled(false);
-    settings->setToolTip(
-        QStringLiteral("视频设备、输入音频、串口、波特率（设备设置对话框尚未提供）"));
+        bundleIcon(QStringLiteral(":/images/device/cable.png")), QStringLiteral("设备设置…"),
+        m_video, &TavroVideo::showDeviceSettingsDialog);
+    settings->setObjectName(QStringLiteral("deviceSettingsAction"));
+    settings->setToolTip(QStringLiteral("视频设备、输入音频、串口、波特率"));
     // The box's own controls, until the toolbar over the picture carries them.
     const bool boxOpen = !m_video->currentDeviceId().isEmpty() && m_video->isCameraActive();
     QAction *parameters = m_deviceMenu->addAction(QStringLiteral("参数及控制…"), m_video,
