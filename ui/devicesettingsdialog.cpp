@@ -242,8 +242,11 @@ void DeviceSettingsDialog::refreshAudioInputList()
         if (!TavroVideo::isLikelyUsbUacAudioInputEndpoint(device))
             continue;
         any = true;
-        QListWidgetItem *item = addChoice(list, device.description(), device.id());
-        item->setToolTip(QString::fromUtf8(device.id()));
+        // Identical boxes' inputs share a description: the id tells them apart.
+        QListWidgetItem *item = addChoice(
+            list,
+            QStringLiteral("%1  [%2]").arg(device.description(), QString::fromUtf8(device.id())),
+            device.id());
         if (!bound.isEmpty() && device.id() == bound)
             chosen = item;
     }

@@ -1,5 +1,6 @@
 #include "ui/mouse.h"
 
+#include <QAbstractItemView>
 #include <QComboBox>
 #include <QDebug>
 #include <QGraphicsDropShadowEffect>
@@ -121,6 +122,8 @@ mouse::mouse(QWidget *parent) : QWidget(parent), m_view(qobject_cast<TavroVideo 
 void mouse::buildUi()
 {
     m_outerLayout = new QVBoxLayout(this);
+    // No room around the panel for its shadow: without a compositor it would show as a black
+    // frame.
     m_outerLayout->setContentsMargins(0, 0, 0, 0);
     m_outerLayout->setSpacing(0);
 
@@ -160,7 +163,7 @@ void mouse::buildUi()
     m_comboBoxUart->setObjectName(QStringLiteral("comboBoxUart"));
     m_comboBoxUart->setEditable(false);
     m_comboBoxUart->setMaxVisibleItems(10);
-    m_comboBoxUart->setMinimumWidth(200);
+    m_comboBoxUart->setMinimumWidth(300);
     m_uartFreshBtn = new QToolButton(content);
     m_uartFreshBtn->setObjectName(QStringLiteral("uartFreshBtn"));
     m_uartFreshBtn->setIcon(bundleIcon(QStringLiteral(":/images/refresh_24dp_5F6368.png")));
@@ -237,8 +240,14 @@ void mouse::fillPortSelector(const QStringList &displayItems)
 {
     const QSignalBlocker blocker(m_comboBoxUart);
     m_comboBoxUart->clear();
-    for (const QString &item : displayItems)
+    int widest = 0;
+    for (const QString &item : displayItems) {
         m_comboBoxUart->addItem(item, UartManager::purePortNameFromDisplayItem(item));
+        m_comboBoxUart->setItemData(m_comboBoxUart->count() - 1, item, Qt::ToolTipRole);
+        widest = qMax(widest, m_comboBoxUart->fontMetrics().horizontalAdvance(item));
+    }
+    // Long names (a device path with its description) are read in full in the open list.
+    m_comboBoxUart->view()->setMinimumWidth(widest + 40);
     m_comboBoxUart->setCurrentIndex(-1);
 }
 
@@ -429,6 +438,7 @@ void mouse::onCoordModeChosen(int index)
 
 void mouse::updateUartStatusDisplay()
 {
+    m_comboBoxUart->setToolTip(m_comboBoxUart->currentText());
     DeviceUartManager *link = currentLink(nullptr);
     const bool open = link && link->serialPort() && link->serialPort()->isOpen();
     if (open) {
