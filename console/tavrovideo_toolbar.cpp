@@ -425,6 +425,11 @@ void TavroVideo::setFlowPanelVisible(bool visible)
         m_flowPanel->raise();
         if (m_btnToolSwitch)
             m_btnToolSwitch->hide();
+        qDebug().noquote() << QStringLiteral("[TavroVideo] 工具栏已显示，屏幕位置: %1,%2 %3x%4")
+                                  .arg(m_flowPanel->mapToGlobal(QPoint(0, 0)).x())
+                                  .arg(m_flowPanel->mapToGlobal(QPoint(0, 0)).y())
+                                  .arg(m_flowPanel->width())
+                                  .arg(m_flowPanel->height());
         return;
     }
     m_flowPanel->hide();

@@ -1,14 +1,16 @@
 // The real program against the simulated box on a real X server: once its log says the box's
 // link is connected and its picture arrived, the whole window is saved as a PNG, the picture a
-// user sees (the README's screenshot is made from it by scripts/make-screenshot.sh).
+// user sees (the README's screenshot is made from it by scripts/make-screenshot.sh). Then the
+// toolbar over the picture is clicked through with xdotool, as a user would, and each step is
+// saved as a screenshot beside it.
 
 #include <QDir>
 #include <QGuiApplication>
 #include <QImage>
 #include <QProcess>
 #include <QRegularExpression>
-#include <QScopeGuard>
 #include <QScreen>
+#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -59,43 +61,94 @@ double colourfulShare(const QImage &image)
     return double(colourful) / (qint64(image.width()) * image.height());
 }
 
+QImage grabScreen()
+{
+    return QGuiApplication::primaryScreen()->grabWindow(0).toImage().convertToFormat(
+        QImage::Format_RGB32);
+}
+
+// The centre of the tool switch's green arrows on the screen; null when it is not shown.
+QPoint toolSwitchOnScreen(const QImage &screen)
+{
+    QRect arrows;
+    for (int y = 0; y < screen.height(); ++y) {
+        const QRgb *line = reinterpret_cast<const QRgb *>(screen.constScanLine(y));
+        for (int x = 0; x < screen.width(); ++x) {
+            const QRgb pixel = line[x];
+            if (qAbs(qRed(pixel) - 0x75) < 30 && qGreen(pixel) > 225 &&
+                qAbs(qBlue(pixel) - 0x4c) < 40)
+                arrows |= QRect(x, y, 1, 1);
+        }
+    }
+    return arrows.isValid() && arrows.width() < 40 ? arrows.center() : QPoint();
+}
+
+bool click(const QPoint &at)
+{
+    return QProcess::execute(QStringLiteral("xdotool"), {"mousemove", QString::number(at.x()),
+                                                         QString::number(at.y()), "click", "1"}) ==
+           0;
+}
+
 } // namespace
 
 class TestConsoleScreenshot : public QObject
 {
     Q_OBJECT
 private slots:
+    void initTestCase();
+    void cleanupTestCase();
     void wholeWindowShowsTheBoxAndItsLink();
+    void toolbarClickThrough();
+
+private:
+    QString log() const { return logText(m_dir.filePath(QStringLiteral("data/TavroKVM/log"))); }
+    // Saves the screen as <name>.png beside the window's screenshot.
+    void save(const QString &name)
+    {
+        const QString path = QStringLiteral(TAVROKVM_SCREENSHOT_DIR "/%1.png").arg(name);
+        QVERIFY2(grabScreen().save(path), qPrintable(path));
+        qInfo().noquote() << "screenshot:" << path;
+    }
+
+    QTemporaryDir m_dir;
+    BoxSimProcess m_box;
+    QProcess m_console;
 };
 
-void TestConsoleScreenshot::wholeWindowShowsTheBoxAndItsLink()
+void TestConsoleScreenshot::initTestCase()
 {
     if (QGuiApplication::platformName() != QLatin1String("xcb"))
         QSKIP("needs a real X server");
-    QTemporaryDir dir;
-    QVERIFY(dir.isValid());
-    BoxSimProcess box;
-    const QString link = dir.filePath(QStringLiteral("tk-box"));
-    QVERIFY(box.startReady(link));
+    QVERIFY(m_dir.isValid());
+    const QString link = m_dir.filePath(QStringLiteral("tk-box"));
+    QVERIFY(m_box.startReady(link));
 
-    QProcess console;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("XDG_DATA_HOME"), dir.filePath(QStringLiteral("data")));
-    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), dir.filePath(QStringLiteral("config")));
+    environment.insert(QStringLiteral("XDG_DATA_HOME"), m_dir.filePath(QStringLiteral("data")));
+    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), m_dir.filePath(QStringLiteral("config")));
     environment.insert(QStringLiteral("TAVROKVM_EXTRA_SERIAL_PORTS"), link + "=TK CDC");
     environment.insert(QStringLiteral("TAVROKVM_VCAM_DEVICES"), QStringLiteral("box:TK3V0001"));
-    console.setProcessEnvironment(environment);
-    console.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    console.setStandardOutputFile(QProcess::nullDevice());
-    console.start(QStringLiteral(TAVROKVM_BINARY), {});
-    QVERIFY(console.waitForStarted());
-    auto stop = qScopeGuard([&console] {
-        console.terminate();
-        if (!console.waitForFinished(10000))
-            console.kill();
-    });
+    m_console.setProcessEnvironment(environment);
+    m_console.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    m_console.setStandardOutputFile(QProcess::nullDevice());
+    m_console.start(QStringLiteral(TAVROKVM_BINARY), {});
+    QVERIFY(m_console.waitForStarted());
+}
 
-    const QString logFolder = dir.filePath(QStringLiteral("data/TavroKVM/log"));
+void TestConsoleScreenshot::cleanupTestCase()
+{
+    if (m_console.state() != QProcess::NotRunning) {
+        m_console.terminate();
+        if (!m_console.waitForFinished(10000))
+            m_console.kill();
+    }
+    m_box.stop();
+}
+
+void TestConsoleScreenshot::wholeWindowShowsTheBoxAndItsLink()
+{
+    const QString logFolder = m_dir.filePath(QStringLiteral("data/TavroKVM/log"));
     QTRY_VERIFY_WITH_TIMEOUT(logText(logFolder).contains(QStringLiteral("[第一帧]")),
                              kStartTimeoutMs);
     QTRY_VERIFY_WITH_TIMEOUT(logText(logFolder).contains(QRegularExpression(QStringLiteral(
@@ -106,9 +159,7 @@ void TestConsoleScreenshot::wholeWindowShowsTheBoxAndItsLink()
     QImage window;
     QTRY_VERIFY_WITH_TIMEOUT(
         [&window] {
-            const QImage screen =
-                QGuiApplication::primaryScreen()->grabWindow(0).toImage().convertToFormat(
-                    QImage::Format_RGB32);
+            const QImage screen = grabScreen();
             const QRect area = drawnArea(screen);
             if (area.width() < 800 || area.height() < 500)
                 return false;
@@ -123,6 +174,51 @@ void TestConsoleScreenshot::wholeWindowShowsTheBoxAndItsLink()
     const QString copy = qEnvironmentVariable("TAVROKVM_SCREENSHOT_OUT");
     if (!copy.isEmpty())
         QVERIFY2(window.save(copy), qPrintable(copy));
+}
+
+void TestConsoleScreenshot::toolbarClickThrough()
+{
+    if (QStandardPaths::findExecutable(QStringLiteral("xdotool")).isEmpty())
+        QSKIP("xdotool is missing");
+    // The switch over the picture brings the toolbar.
+    QPoint toolSwitch;
+    QTRY_VERIFY_WITH_TIMEOUT(!(toolSwitch = toolSwitchOnScreen(grabScreen())).isNull(), 10000);
+    QVERIFY(click(toolSwitch));
+    const QRegularExpression shown(
+        QStringLiteral("工具栏已显示，屏幕位置: (-?\\d+),(-?\\d+) (\\d+)x(\\d+)"));
+    QRegularExpressionMatch where;
+    QTRY_VERIFY_WITH_TIMEOUT((where = shown.match(log())).hasMatch(), 10000);
+    const QPoint panel(where.captured(1).toInt(), where.captured(2).toInt());
+    // The row: margin, grip and spacing, then 24 px buttons 2 px apart.
+    auto buttonAt = [&panel](int index) { return panel + QPoint(22 + index * 26 + 12, 12); };
+    save(QStringLiteral("toolbar-shown"));
+
+    // The soft keyboard opens under the toolbar.
+    QVERIFY(click(buttonAt(1)));
+    QTRY_VERIFY_WITH_TIMEOUT(
+        log().contains(QStringLiteral("[onBtnKeyboardClicked] 显示软键盘窗口")), 10000);
+    QTest::qWait(500);
+    save(QStringLiteral("toolbar-softkeyboard"));
+    QVERIFY(click(buttonAt(1)));
+    QTRY_VERIFY_WITH_TIMEOUT(
+        log().contains(QStringLiteral("[onBtnKeyboardClicked] 隐藏软键盘窗口")), 10000);
+
+    // The serial panel shows the box's link connected.
+    QVERIFY(click(buttonAt(3)));
+    QTRY_VERIFY_WITH_TIMEOUT(log().contains(QStringLiteral("[Mouse] UART状态显示已更新: 已连接")),
+                             10000);
+    QTest::qWait(500);
+    save(QStringLiteral("toolbar-serialpanel"));
+    QVERIFY(click(buttonAt(3)));
+    QTRY_VERIFY_WITH_TIMEOUT(log().contains(QStringLiteral("[onBtnMouseClicked] 隐藏鼠标控制窗口")),
+                             10000);
+
+    // The information box shows the simulated box's record.
+    QVERIFY(click(buttonAt(8)));
+    QTRY_VERIFY_WITH_TIMEOUT(log().contains(QStringLiteral("[DeviceInfo] 设备")), 10000);
+    QTest::qWait(500);
+    save(QStringLiteral("toolbar-deviceinfo"));
+    QVERIFY(QProcess::execute(QStringLiteral("xdotool"), {"key", "Return"}) == 0);
 }
 
 QTEST_MAIN(TestConsoleScreenshot)
