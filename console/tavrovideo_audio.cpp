@@ -5,6 +5,7 @@
 
 #include <QAudioDevice>
 #include <QAudioInput>
+
 #include <QAudioOutput>
 #include <QAudioSink>
 #include <QAudioSource>
@@ -13,6 +14,7 @@
 #include <QMediaCaptureSession>
 #include <QMediaDevices>
 #include <QTimer>
+#include <utility>
 
 #include "console/audiopairing.h"
 #include "db/dbmanager.h"
@@ -78,11 +80,13 @@ void TavroVideo::reapplyUvcAudioForCurrentCamera()
 
 void TavroVideo::detachCaptureSessionAudioOutput()
 {
-    if (m_audioSink) {
-        m_audioSink->disconnect(this);
-        m_audioSink->stop();
-        delete m_audioSink;
-        m_audioSink = nullptr;
+    // Taken off the members first: the back end runs the event loop while it tears a stream
+    // down, and the pass-through timer must not reach a half-destroyed one meanwhile.
+    if (QAudioSink *sink = std::exchange(m_audioSink, nullptr)) {
+        m_audioSinkDevice = nullptr;
+        sink->disconnect(this);
+        sink->stop();
+        delete sink;
     }
     m_audioSinkDevice = nullptr;
     if (m_audioOutput) {
@@ -94,11 +98,11 @@ void TavroVideo::detachCaptureSessionAudioOutput()
 
 void TavroVideo::releaseCaptureAudio()
 {
-    if (m_audioSource) {
-        m_audioSource->disconnect(this);
-        m_audioSource->stop();
-        delete m_audioSource;
-        m_audioSource = nullptr;
+    if (QAudioSource *source = std::exchange(m_audioSource, nullptr)) {
+        m_audioSourceDevice = nullptr;
+        source->disconnect(this);
+        source->stop();
+        delete source;
     }
     m_audioSourceDevice = nullptr;
     if (m_audioInput) {
