@@ -23,9 +23,3 @@ int recordingElapsedLabelSeconds(qint64 elapsedMs)
 {
     return int(std::max<qint64>(elapsedMs, 0) / 1000) + 1;
 }
-
-QString recordMenuItemText(bool recording, int elapsedLabelSeconds)
-{
-    return recording ? QStringLiteral("停止录屏 (%1s)").arg(elapsedLabelSeconds)
-                     : QStringLiteral("录屏");
-}

@@ -18,6 +18,3 @@ QString recordingFileName(const QDateTime &time, qint64 recordedMs);
 // What the elapsed label of a running recording shows: its whole seconds plus one, so that it
 // reads 1 during the first second.
 int recordingElapsedLabelSeconds(qint64 elapsedMs);
-
-// The device menu's record item: "录屏", or while recording "停止录屏 (<label seconds>s)".
-QString recordMenuItemText(bool recording, int elapsedLabelSeconds);

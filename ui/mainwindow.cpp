@@ -20,7 +20,6 @@
 #include <QVBoxLayout>
 #include <QWindow>
 
-#include "console/recordingrules.h"
 #include "console/tavrovideo.h"
 #include "devices/device.h"
 #include "devices/devicelistrules.h"
@@ -395,16 +394,6 @@ void MainWindow::connectConsoleView()
             &MainWindow::showTransientStatusMessage);
     // What the console told the operator in a box stays readable in the message panel.
     connect(m_video, &TavroVideo::operatorMessageShown, this, &MainWindow::appendMessage);
-    // Until the toolbar's record button and elapsed label exist, the device menu's item says how
-    // long the recording runs.
-    // The view may report while the window is being destroyed: the menu is the context.
-    if (QMenu *menu = m_deviceMenu) {
-        connect(m_video, &TavroVideo::recordingProgressChanged, menu,
-                [menu](bool recording, int seconds) {
-                    if (auto *record = menu->findChild<QAction *>(QStringLiteral("recordAction")))
-                        record->setText(recordMenuItemText(recording, seconds));
-                });
-    }
 }
 
 void MainWindow::applyFontFallback()
@@ -592,26 +581,6 @@ void MainWindow::rebuildDeviceMenu()
         m_video, &TavroVideo::showDeviceSettingsDialog);
     settings->setObjectName(QStringLiteral("deviceSettingsAction"));
     settings->setToolTip(QStringLiteral("视频设备、输入音频、串口、波特率"));
-    // The box's own controls, until the toolbar over the picture carries them.
-    const bool boxOpen = !m_video->currentDeviceId().isEmpty() && m_video->isCameraActive();
-    QAction *parameters = m_deviceMenu->addAction(QStringLiteral("参数及控制…"), m_video,
-                                                  &TavroVideo::onBtnSettingsClicked);
-    parameters->setObjectName(QStringLiteral("parametersAction"));
-    QAction *information =
-        m_deviceMenu->addAction(QStringLiteral("设备信息"), m_video, &TavroVideo::onBtnInfoClicked);
-    information->setObjectName(QStringLiteral("deviceInfoAction"));
-    QAction *capture =
-        m_deviceMenu->addAction(QStringLiteral("截图"), m_video, &TavroVideo::onBtnCaptureClicked);
-    capture->setObjectName(QStringLiteral("captureAction"));
-    QAction *record = m_deviceMenu->addAction(
-        recordMenuItemText(m_video->isRecording(), m_video->recordElapsedSeconds()), m_video,
-        &TavroVideo::onBtnRecordClicked);
-    record->setObjectName(QStringLiteral("recordAction"));
-    for (QAction *action : {parameters, information, capture, record}) {
-        action->setEnabled(boxOpen);
-        if (!boxOpen)
-            action->setToolTip(QStringLiteral("请先打开一个设备"));
-    }
     m_deviceMenu->addSeparator();
 
     const QStringList texts = deviceMenuItemTexts(m_device->deviceDescriptionMenuLabels());
@@ -626,14 +595,6 @@ void MainWindow::rebuildDeviceMenu()
                 m_device->activateRowLikeDoubleClick(row);
         });
     }
-    // Every box's picture at once, until the toolbar over the picture carries the button.
-    m_deviceMenu->addSeparator();
-    QAction *grid = m_deviceMenu->addAction(QStringLiteral("多机预览"), m_video,
-                                            &TavroVideo::onBtnMultiWindowClicked);
-    grid->setObjectName(QStringLiteral("multiWindowAction"));
-    grid->setEnabled(m_device->multiSameDisplay());
-    if (!grid->isEnabled())
-        grid->setToolTip(QStringLiteral("请勾选“多机同显”并重启后使用"));
 }
 
 // ---- Status bar ----------------------------------------------------------------------------

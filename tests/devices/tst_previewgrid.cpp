@@ -10,6 +10,7 @@
 #include <QFile>
 #include <QLabel>
 #include <QMenu>
+#include <QPushButton>
 #include <QSignalSpy>
 #include <QStackedWidget>
 #include <QTableWidget>
@@ -161,11 +162,9 @@ void TestPreviewGrid::cleanup()
 
 void TestPreviewGrid::goToTheGrid()
 {
-    QMenu *menu = m_window->deviceMenu();
-    emit menu->aboutToShow();
-    auto *grid = menu->findChild<QAction *>("multiWindowAction");
-    QVERIFY(grid && grid->isEnabled());
-    grid->trigger();
+    auto *grid = m_view->findChild<QPushButton *>("btnMultiWindow");
+    QVERIFY(grid);
+    grid->click();
     QTRY_VERIFY(gridShows());
     QTRY_VERIFY_WITH_TIMEOUT(tilesStreamTheirRows(), kTimeoutMs);
 }
