@@ -593,6 +593,8 @@ private:
     void discardRecordingOnClose();
     void releaseMediaRecorder();
     void removeRecordingTempFile();
+    // Stops the recorder once the recording's sound (if it has any) has begun, or after a limit.
+    void stopMediaRecorderAfterFirstSound(int waitedMs);
     QString chooseSavePath(const QString &caption, const QString &path, const QString &filter);
 
     QMediaRecorder *m_mediaRecorder = nullptr;

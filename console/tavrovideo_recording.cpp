@@ -30,6 +30,9 @@ namespace {
 constexpr int kRecordBlinkIntervalMs = 500;
 constexpr int kRecordElapsedIntervalMs = 100;
 constexpr int kRecordStopWaitMs = 8000;
+// How long a stop waits for a recording's first sound, and how often it looks.
+constexpr int kFirstSoundWaitMs = 3000;
+constexpr int kFirstSoundPollMs = 50;
 
 } // namespace
 
@@ -123,6 +126,10 @@ void TavroVideo::onBtnRecordClicked()
         beginScreenRecordingFromUvc();
         return;
     }
+    if (m_recordedMs >= 0) {
+        qDebug() << "[TavroVideo] 录屏正在停止，忽略重复点击";
+        return;
+    }
     const QMessageBox::StandardButton answer =
         QMessageBox::question(this, tr("停止录屏？"), tr("确定结束当前录制并保存文件吗？"),
                               QMessageBox::Ok | QMessageBox::Cancel, QMessageBox::Ok);
@@ -133,8 +140,30 @@ void TavroVideo::onBtnRecordClicked()
     m_saveRecordingOnStop = true;
     if (m_mediaRecorder->recorderState() == QMediaRecorder::RecordingState) {
         m_recordedMs = m_recordingClock.elapsed();
-        m_mediaRecorder->stop();
+        stopMediaRecorderAfterFirstSound(0);
     }
+}
+
+void TavroVideo::stopMediaRecorderAfterFirstSound(int waitedMs)
+{
+    if (!m_mediaRecorder || m_mediaRecorder->recorderState() != QMediaRecorder::RecordingState)
+        return;
+    // A recording stopped before its first sound gets an empty sound track that players reject:
+    // the sound may start late on a busy machine.
+    if (recordingAwaitsFirstSound() && waitedMs < kFirstSoundWaitMs) {
+        if (waitedMs == 0)
+            qDebug() << "[TavroVideo] 录屏尚未收到声音，等待第一段声音后再停止";
+        const quint64 serial = m_mediaRecorderSerial;
+        QTimer::singleShot(kFirstSoundPollMs, this, [this, serial, waitedMs] {
+            if (serial == m_mediaRecorderSerial)
+                stopMediaRecorderAfterFirstSound(waitedMs + kFirstSoundPollMs);
+        });
+        return;
+    }
+    if (waitedMs >= kFirstSoundWaitMs)
+        qWarning() << "[TavroVideo] 录屏" << kFirstSoundWaitMs
+                   << "ms 内没有收到声音，文件的声轨可能无法播放";
+    m_mediaRecorder->stop();
 }
 
 void TavroVideo::ensureMediaRecorder()
@@ -218,7 +247,7 @@ void TavroVideo::onRecordingLimitReached()
     m_saveRecordingOnStop = true;
     if (m_mediaRecorder->recorderState() == QMediaRecorder::RecordingState) {
         m_recordedMs = m_recordingClock.elapsed();
-        m_mediaRecorder->stop();
+        stopMediaRecorderAfterFirstSound(0);
     }
 }
 

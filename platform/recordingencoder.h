@@ -17,3 +17,8 @@ bool installRecordingEncoder();
 
 // One line for the log: what recordings are encoded with.
 QString recordingEncoderDescription();
+
+// True while the running recording has a sound branch that no sound has entered yet. A recording
+// stopped in that state is written with an empty sound track that players reject, so the console
+// waits for the first sound before it stops one. False when it cannot tell (macOS).
+bool recordingAwaitsFirstSound();

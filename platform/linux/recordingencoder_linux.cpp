@@ -12,6 +12,8 @@
 
 #include <QDebug>
 
+#include <atomic>
+
 #include <gst/gst.h>
 
 namespace {
@@ -33,6 +35,11 @@ constexpr guint kKeyFrameInterval = 120;
 // linking, so this is only reached when that start fails (and the data then goes on as before).
 constexpr int kBranchHoldLimitMs = 5000;
 constexpr const char *kWatchedKey = "tavrokvm-branch-watch";
+
+// The sound branches of the latest recording and whether sound entered one of them; written on
+// streaming threads, read by the console.
+std::atomic<int> g_soundBranches{0};
+std::atomic<bool> g_soundEntered{false};
 
 GstStaticPadTemplate sinkTemplate =
     GST_STATIC_PAD_TEMPLATE("sink", GST_PAD_SINK, GST_PAD_ALWAYS, GST_STATIC_CAPS("video/x-raw"));
@@ -98,12 +105,24 @@ void onEncodeBinPadLinked(GstPad *encodeBinPad, GstPad *branchSrc, gpointer)
     gst_object_unref(branch);
 }
 
+GstPadProbeReturn noteFirstSound(GstPad *, GstPadProbeInfo *, gpointer)
+{
+    g_soundEntered = true;
+    return GST_PAD_PROBE_REMOVE;
+}
+
 void watchEncodeBinPad(GstPad *pad)
 {
     if (!GST_PAD_IS_SINK(pad) || g_object_get_data(G_OBJECT(pad), kWatchedKey))
         return;
     g_object_set_data(G_OBJECT(pad), kWatchedKey, GINT_TO_POINTER(1));
     g_signal_connect(pad, "linked", G_CALLBACK(onEncodeBinPadLinked), nullptr);
+    if (g_str_has_prefix(GST_OBJECT_NAME(pad), "audio")) {
+        ++g_soundBranches;
+        gst_pad_add_probe(
+            pad, GstPadProbeType(GST_PAD_PROBE_TYPE_BUFFER | GST_PAD_PROBE_TYPE_BUFFER_LIST),
+            noteFirstSound, nullptr, nullptr);
+    }
 }
 
 // Every sink pad so far, not only the new one: the sound's pad may have been asked for before
@@ -124,6 +143,9 @@ void watchEncodeBin(GstElement *encodeBin)
     if (g_object_get_data(G_OBJECT(encodeBin), kWatchedKey))
         return;
     g_object_set_data(G_OBJECT(encodeBin), kWatchedKey, GINT_TO_POINTER(1));
+    // A new recording: its sound branches are counted afresh.
+    g_soundBranches = 0;
+    g_soundEntered = false;
     g_signal_connect(encodeBin, "pad-added", G_CALLBACK(onEncodeBinPadAdded), nullptr);
 }
 
@@ -245,4 +267,9 @@ QString recordingEncoderDescription()
         .arg(kQuality)
         .arg(kMaxBitRateKbps)
         .arg(kKeyFrameInterval);
+}
+
+bool recordingAwaitsFirstSound()
+{
+    return g_soundBranches > 0 && !g_soundEntered;
 }

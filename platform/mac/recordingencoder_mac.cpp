@@ -10,3 +10,8 @@ QString recordingEncoderDescription()
 {
     return QStringLiteral("AVFoundation (H.264)");
 }
+
+bool recordingAwaitsFirstSound()
+{
+    return false;
+}

@@ -56,6 +56,16 @@ public:
             std::fprintf(stderr, "virtual audio: stopping the server failed\n");
     }
 
+    // Holds box N's tone back, or lets it go on: a held input delivers nothing at all, as a sound
+    // interface that stalls.
+    bool holdTone(int box, bool held)
+    {
+        return QProcess::execute(
+                   QStringLiteral("pkill"),
+                   {held ? QStringLiteral("-STOP") : QStringLiteral("-CONT"), QStringLiteral("-f"),
+                    m_dir.path() + QStringLiteral("/tone") + QString::number(box)}) == 0;
+    }
+
     // Unloads the speaker (the only output the console may use); true when it went.
     bool removeSpeaker()
     {
