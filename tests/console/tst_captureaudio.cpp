@@ -82,15 +82,11 @@ void TestCaptureAudio::toneReachesTheSpeakerWhileFramesFlow()
 {
     QTRY_VERIFY(m_view->isAudioPassthroughOn());
     QVERIFY(m_view->isAudioMonitorPlaying());
-    // The speaker plays the box's tone.
+    // The speaker plays the box's tone; a few tries, as the sound takes a moment to settle.
     double share = 0;
-    QTRY_VERIFY_WITH_TIMEOUT(
-        [&] {
-            const QVector<qint16> samples = virtualAudio().recordSpeaker(600);
-            share = VirtualAudio::toneShare(samples, kToneHz);
-            return share > 0.5;
-        }(),
-        10000);
+    for (int attempt = 0; attempt < 12 && share <= 0.5; ++attempt)
+        share = VirtualAudio::toneShare(virtualAudio().recordSpeaker(600), kToneHz);
+    QVERIFY2(share > 0.5, qPrintable(QString::number(share)));
     QVERIFY2(VirtualAudio::toneShare(virtualAudio().recordSpeaker(400), 2 * kToneHz) < 0.1,
              "the second box's tone is not this box's");
 }
@@ -185,7 +181,8 @@ int main(int argc, char **argv)
 {
     // Two boxes' inputs: this box pairs with one of them, and hears only its own tone.
     g_audioStarted = virtualAudio().start(2);
-    qputenv("TAVROKVM_VCAM_DEVICES", "box:TKAUDIO1");
+    // A box whose largest picture is 1080p: the sound, not the picture, is under test here.
+    qputenv("TAVROKVM_VCAM_DEVICES", "box2131:TKAUDIO1");
     QApplication app(argc, argv);
     TestCaptureAudio test;
     const int result = QTest::qExec(&test, argc, argv);

@@ -12,6 +12,8 @@
 
 #include <csignal>
 
+#include <sys/prctl.h>
+
 class BoxSimProcess
 {
 public:
@@ -28,6 +30,9 @@ public:
         m_process.setProgram(QStringLiteral(TAVROKVM_BOXSIM_PATH));
         m_process.setArguments(QStringList{"--link", link} + arguments);
         m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        // The box goes with the test, also when the test crashes: an orphan would keep CTest's
+        // output pipe open and the run would never end.
+        m_process.setChildProcessModifier([] { prctl(PR_SET_PDEATHSIG, SIGTERM); });
         m_process.start();
         return m_process.waitForStarted(kWaitMs);
     }
