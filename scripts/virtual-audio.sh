@@ -69,7 +69,10 @@ pacat --playback --latency-msec=20 --device=speaker --raw --format=s16le --rate=
     --channels=2 </dev/zero >/dev/null 2>&1 &
 echo $! >>"$dir/pids"
 for n in $(seq "$boxes"); do
-    gst-launch-1.0 -q audiotestsrc is-live=true freq=$((440 * n)) volume=0.5 samplesperbuffer=480 \
+    # Only the system's plugins: a test's GST_PLUGIN_PATH may hold sanitizer-built ones that a
+    # plain gst-launch cannot load.
+    env -u GST_PLUGIN_PATH -u GST_REGISTRY -u GST_REGISTRY_FORK -u LD_PRELOAD \
+        gst-launch-1.0 -q audiotestsrc is-live=true freq=$((440 * n)) volume=0.5 samplesperbuffer=480 \
         ! audio/x-raw,format=S16LE,rate=48000,channels=2 \
         ! filesink location="$dir/tone$n" buffer-mode=unbuffered >/dev/null 2>&1 &
     echo $! >>"$dir/pids"
