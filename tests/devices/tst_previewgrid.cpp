@@ -232,12 +232,14 @@ void TestPreviewGrid::slotWithoutBoxShowsAnEmptyConsolePageAndZoomsAreThrottled(
     QVERIFY(!m_view->isCameraActive());
 
     // Within 350 ms of the first, a second double-click is throttled; past it, it goes through.
-    // (The page's clock also runs in real time: the first step stays well inside the window.)
-    DeviceTestAccess::advanceClock(*m_page, 100);
+    // The page's clock also runs in real time, which a slow (sanitized, busy) run spends freely:
+    // it is set back far enough that the second click lands inside the window, then forward to
+    // just past it.
+    DeviceTestAccess::advanceClock(*m_page, -5000);
     QTest::ignoreMessage(QtDebugMsg, "[device::onPreviewZoomRequested] 双击请求过于频繁，已节流");
     m_page->onPreviewZoomRequested(0);
     QVERIFY(!m_view->isCameraActive());
-    DeviceTestAccess::advanceClock(*m_page, 250);
+    DeviceTestAccess::advanceClock(*m_page, 5000 + 350);
     QSignalSpy started(m_view, &TavroVideo::cameraStarted);
     m_page->onPreviewZoomRequested(0);
     // While the console opens, further zooms are refused outright.
