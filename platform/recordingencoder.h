@@ -18,7 +18,8 @@ bool installRecordingEncoder();
 // One line for the log: what recordings are encoded with.
 QString recordingEncoderDescription();
 
-// True while the running recording has a sound branch that no sound has entered yet. A recording
-// stopped in that state is written with an empty sound track that players reject, so the console
-// waits for the first sound before it stops one. False when it cannot tell (macOS).
+// True while the running recording has a sound branch that has not yet taken in enough sound for
+// the encoder to write a frame of it (200 ms). A recording stopped in that state is written with
+// an empty sound track, or one players reject, so the console waits for that much sound before it
+// stops one. False when it cannot tell (macOS).
 bool recordingAwaitsFirstSound();

@@ -40,6 +40,7 @@ constexpr const char *kWatchedKey = "tavrokvm-branch-watch";
 // streaming threads, read by the console.
 std::atomic<int> g_soundBranches{0};
 std::atomic<bool> g_soundEntered{false};
+std::atomic<GstClockTime> g_soundEnteredNs{0}; // how much sound entered so far
 
 GstStaticPadTemplate sinkTemplate =
     GST_STATIC_PAD_TEMPLATE("sink", GST_PAD_SINK, GST_PAD_ALWAYS, GST_STATIC_CAPS("video/x-raw"));
@@ -105,8 +106,30 @@ void onEncodeBinPadLinked(GstPad *encodeBinPad, GstPad *branchSrc, gpointer)
     gst_object_unref(branch);
 }
 
-GstPadProbeReturn noteFirstSound(GstPad *, GstPadProbeInfo *, gpointer)
+// Sound enough for the encoder to write a frame of it: AAC needs 1024 samples, and a lone short
+// buffer followed by the end of the stream gives an empty track.
+constexpr GstClockTime kFirstSoundNs = 200 * GST_MSECOND;
+constexpr GstClockTime kUnknownBufferNs = 10 * GST_MSECOND;
+
+GstClockTime soundDuration(GstBuffer *buffer)
 {
+    const GstClockTime duration = GST_BUFFER_DURATION(buffer);
+    return GST_CLOCK_TIME_IS_VALID(duration) ? duration : kUnknownBufferNs;
+}
+
+GstPadProbeReturn noteFirstSound(GstPad *, GstPadProbeInfo *info, gpointer)
+{
+    if (g_soundEntered)
+        return GST_PAD_PROBE_REMOVE;
+    GstClockTime added = 0;
+    if (GstBuffer *buffer = GST_PAD_PROBE_INFO_BUFFER(info)) {
+        added = soundDuration(buffer);
+    } else if (GstBufferList *list = GST_PAD_PROBE_INFO_BUFFER_LIST(info)) {
+        for (guint i = 0; i < gst_buffer_list_length(list); ++i)
+            added += soundDuration(gst_buffer_list_get(list, i));
+    }
+    if (g_soundEnteredNs.fetch_add(added) + added < kFirstSoundNs)
+        return GST_PAD_PROBE_OK;
     g_soundEntered = true;
     return GST_PAD_PROBE_REMOVE;
 }
@@ -146,6 +169,7 @@ void watchEncodeBin(GstElement *encodeBin)
     // A new recording: its sound branches are counted afresh.
     g_soundBranches = 0;
     g_soundEntered = false;
+    g_soundEnteredNs = 0;
     g_signal_connect(encodeBin, "pad-added", G_CALLBACK(onEncodeBinPadAdded), nullptr);
 }
 
