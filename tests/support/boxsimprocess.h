@@ -24,6 +24,9 @@ public:
     // Starts the box with its link at `link`; the caller waits for next("ready").
     bool start(const QString &link, const QStringList &arguments = {})
     {
+        // A box that hung up may still be on its way out; starting over it would keep the old
+        // process and miss the new one's "ready".
+        stop();
         m_events.clear();
         m_pending.clear();
         m_cursor = 0;
