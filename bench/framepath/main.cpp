@@ -1,7 +1,9 @@
 // tavrokvm-bench-frames: the frame road of the console view, from a frame reaching the view to
 // the end of the paint that shows it.
 //
-//   tavrokvm-bench-frames [--seconds N]   every format and size for N seconds (default 5)
+//   tavrokvm-bench-frames [--seconds N] [--view WxH]
+//                                         every format and size for N seconds (default 5), in a
+//                                         1280x720 and a 1920x1080 view (or the one given)
 //   tavrokvm-bench-frames --soak MINUTES  1080p60 NV12 for that long, resident memory each minute
 //   tavrokvm-bench-frames --cursor-correction [--seconds N]
 //                                         1080p60 and 4K30 with cursor correction off, then on
@@ -10,7 +12,7 @@
 // is a fresh copy made on the GUI thread (the sink's own frames cost the GUI thread nothing, so
 // the GUI lateness figures include that copy).
 // "MJPEG" frames are what the capture pipeline hands over after its JPEG decoder: YUV420P. With
-// TAVROKVM_GPU_VIDEO set (and OpenGL, i.e. on xcb), NV12 and YUYV take the GPU surface.
+// TAVROKVM_GPU_VIDEO set (and OpenGL, i.e. on xcb), NV12, YUYV and UYVY take the GPU surface.
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QFile>
@@ -20,6 +22,8 @@
 #include <QTextStream>
 #include <QTimer>
 #include <QVideoFrame>
+
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <vector>
@@ -45,13 +49,14 @@ QVideoFrame makeFrame(const Config &config, int index)
     if (!frame.map(QVideoFrame::WriteOnly))
         return QVideoFrame();
     const int w = config.size.width(), h = config.size.height();
+    const bool packed = config.format == QVideoFrameFormat::Format_YUYV ||
+                        config.format == QVideoFrameFormat::Format_UYVY;
     for (int plane = 0; plane < frame.planeCount(); ++plane) {
-        const int rows =
-            plane == 0 ? h : (config.format == QVideoFrameFormat::Format_YUYV ? h : h / 2);
+        const int rows = plane == 0 || packed ? h : h / 2;
         memset(frame.bits(plane), 128, size_t(frame.bytesPerLine(plane)) * size_t(rows));
     }
     const int bar = (index * 16) % std::max(1, w - 64);
-    const int bytesPerPixel = config.format == QVideoFrameFormat::Format_YUYV ? 2 : 1;
+    const int bytesPerPixel = packed ? 2 : 1;
     for (int y = 0; y < h; ++y)
         memset(frame.bits(0) + y * frame.bytesPerLine(0) + bar * bytesPerPixel, 235,
                size_t(64 * bytesPerPixel));
@@ -75,6 +80,16 @@ QVideoFrame freshCopy(const QVideoFrame &source)
     }
     in.unmap();
     return out;
+}
+
+// User and system time of the whole process so far.
+double cpuSeconds()
+{
+    rusage usage{};
+    if (getrusage(RUSAGE_SELF, &usage) != 0)
+        return 0;
+    return double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
+           double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
 }
 
 qint64 residentKiB()
@@ -149,17 +164,19 @@ struct Result
     double shownFps = 0;
     double p50 = 0, p99 = 0;
     double loopLateP99 = 0, loopLateMax = 0;
+    double cpuMsPerFrame = 0; // whole process, the benchmark's own frame copies included
     qint64 rssKiB = 0;
 };
 
-Result run(const Config &config, double seconds, bool cursorCorrection = false)
+Result run(const Config &config, double seconds, bool cursorCorrection = false,
+           const QSize &viewSize = QSize(1280, 720))
 {
     // Inside a window of its own, as the main window holds it.
     QWidget window;
-    window.resize(1280, 720);
+    window.resize(viewSize);
     TimedView &view = *new TimedView;
     view.setParent(&window);
-    view.setGeometry(0, 0, 1280, 720);
+    view.setGeometry(QRect(QPoint(0, 0), viewSize));
     window.show();
     TavroVideoTestAccess::setCameraActive(view, true);
     view.applyCursorCorrectionRuntime(cursorCorrection);
@@ -194,6 +211,7 @@ Result run(const Config &config, double seconds, bool cursorCorrection = false)
             QTimer::singleShot(0, &view, [&view] { view.noteGpuFrame(); });
     });
 
+    const double cpuAtStart = cpuSeconds();
     view.clock.start();
     probe.start();
     source.start();
@@ -203,8 +221,10 @@ Result run(const Config &config, double seconds, bool cursorCorrection = false)
         QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
     source.stop();
     probe.stop();
+    const double cpuUsed = cpuSeconds() - cpuAtStart;
 
     Result result;
+    result.cpuMsPerFrame = offered > 0 ? cpuUsed * 1000.0 / offered : 0;
     result.shownFps = view.shown / seconds;
     result.p50 = percentile(view.latencyMs, 0.5);
     result.p99 = percentile(view.latencyMs, 0.99);
@@ -266,6 +286,13 @@ int main(int argc, char **argv)
         }
         return 0;
     }
+    QList<QSize> views{QSize(1280, 720), QSize(1920, 1080)};
+    const int viewAt = args.indexOf(QStringLiteral("--view"));
+    if (viewAt > 0 && viewAt + 1 < args.size()) {
+        const QStringList sides = args.at(viewAt + 1).split(QLatin1Char('x'));
+        if (sides.size() == 2 && sides.at(0).toInt() > 0 && sides.at(1).toInt() > 0)
+            views = {QSize(sides.at(0).toInt(), sides.at(1).toInt())};
+    }
     const Config configs[] = {
         {"MJPEG (YUV420P)", QVideoFrameFormat::Format_YUV420P, {1280, 720}, 60},
         {"MJPEG (YUV420P)", QVideoFrameFormat::Format_YUV420P, {1920, 1080}, 60},
@@ -276,21 +303,26 @@ int main(int argc, char **argv)
         {"YUYV", QVideoFrameFormat::Format_YUYV, {1280, 720}, 60},
         {"YUYV", QVideoFrameFormat::Format_YUYV, {1920, 1080}, 60},
         {"YUYV", QVideoFrameFormat::Format_YUYV, {3840, 2160}, 30},
+        {"UYVY", QVideoFrameFormat::Format_UYVY, {1920, 1080}, 60},
+        {"UYVY", QVideoFrameFormat::Format_UYVY, {3840, 2160}, 30},
     };
-    out << "frame road, view 1280x720, " << seconds << " s each, path "
-        << (TavroVideo::gpuVideoUsable() ? "GPU for NV12/YUYV" : "CPU") << ", platform "
-        << QGuiApplication::platformName() << Qt::endl;
-    out << "format            size        offered  shown fps  latency p50/p99 ms  "
-           "GUI late p99/max ms  RSS MiB"
-        << Qt::endl;
-    for (const Config &config : configs) {
-        const Result r = run(config, seconds);
-        out << QString::asprintf(
-                   "%-17s %4dx%-4d   %3d      %6.1f     %7.1f / %-7.1f    %5.1f / %-6.1f"
-                   "     %5.0f",
-                   config.name, config.size.width(), config.size.height(), config.fps, r.shownFps,
-                   r.p50, r.p99, r.loopLateP99, r.loopLateMax, r.rssKiB / 1024.0)
+    for (const QSize &viewSize : views) {
+        out << "frame road, view " << viewSize.width() << "x" << viewSize.height() << ", "
+            << seconds << " s each, path "
+            << (TavroVideo::gpuVideoUsable() ? "GPU for NV12/YUYV/UYVY" : "CPU") << ", platform "
+            << QGuiApplication::platformName() << Qt::endl;
+        out << "format            size        offered  shown fps  latency p50/p99 ms  "
+               "GUI late p99/max ms  CPU ms/frame  RSS MiB"
             << Qt::endl;
+        for (const Config &config : configs) {
+            const Result r = run(config, seconds, false, viewSize);
+            out << QString::asprintf("%-17s %4dx%-4d   %3d      %6.1f     %7.1f / %-7.1f    "
+                                     "%5.1f / %-6.1f      %6.2f     %5.0f",
+                                     config.name, config.size.width(), config.size.height(),
+                                     config.fps, r.shownFps, r.p50, r.p99, r.loopLateP99,
+                                     r.loopLateMax, r.cpuMsPerFrame, r.rssKiB / 1024.0)
+                << Qt::endl;
+        }
     }
     return 0;
 }
