@@ -1,7 +1,13 @@
 #!/usr/bin/env bash
-# Starts the console against the simulated box: the virtual camera (a GStreamer plugin of this
-# build) shows a box's picture, and tavrokvm-boxsim plays its serial side on a pseudo-terminal
-# declared as the box's "TK CDC" port. Ctrl+C or closing the window stops both.
+# Starts the console against the simulated box: tavrokvm-boxsim plays its serial side on a
+# pseudo-terminal declared as the box's "TK CDC" port, and keeps the state of a target computer
+# behind it; the virtual camera (a GStreamer plugin of this build) shows that target's screen, so
+# what is typed and clicked in the console shows up in the picture. Ctrl+C or closing the window
+# stops both.
+#
+#   TAVROKVM_DEMO_BOX_ARGS   more options for the box, e.g. "--borders 4:3 --screen 1024x768"
+#                            or "--hid-poll-ms 8 --capture-delay-ms 30" (tavrokvm-boxsim --help)
+#   TAVROKVM_DEMO_PATTERN=1  the plain test pattern instead of the target's screen
 set -euo pipefail
 build=${1:-build}
 shift || true
@@ -9,7 +15,16 @@ build=$(cd "$build" && pwd)
 
 work=$(mktemp -d "${TMPDIR:-/tmp}/tavrokvm-sim.XXXXXX")
 link="$work/tk-box"
-"$build/bin/tavrokvm-boxsim" --link "$link" >"$work/boxsim.log" &
+# The first box camera's serial: its picture is the simulated target's screen.
+mkdir -p "$work/targets"
+screen=()
+if [ "${TAVROKVM_DEMO_PATTERN:-0}" != 1 ]; then
+    screen=(--screen-file "$work/targets/TK3V0001.screen")
+    export TAVROKVM_VCAM_TARGETS="$work/targets"
+fi
+# shellcheck disable=SC2086 # the extra options are words on purpose
+"$build/bin/tavrokvm-boxsim" --link "$link" "${screen[@]}" ${TAVROKVM_DEMO_BOX_ARGS:-} \
+    >"$work/boxsim.log" &
 boxsim=$!
 tone_module=
 tone=

@@ -43,6 +43,17 @@ QByteArray keyboardFrame(quint8 modifiers, const QByteArray &keys = QByteArray()
     return frame(0x02, data);
 }
 
+QByteArray relativeFrame(quint8 buttons, qint8 dx, qint8 dy)
+{
+    QByteArray data;
+    data += char(0x01);
+    data += char(buttons);
+    data += char(dx);
+    data += char(dy);
+    data += char(0);
+    return frame(0x05, data);
+}
+
 QByteArray mouseFrame(quint8 buttons, int x, int y, quint8 wheel, quint8 report = 0x02)
 {
     QByteArray data;
@@ -167,6 +178,11 @@ private slots:
     void hungControllerAnswersNothingButPassesFrames();
     void options_data();
     void options();
+    void encodedPixelLandsOnItsTargetPixel_data();
+    void encodedPixelLandsOnItsTargetPixel();
+    void targetScreen_data();
+    void targetScreen();
+    void pollingLosesReplacedReports();
 };
 
 void TestBoxSimDecoder::encoderKeyboardFrames_data()
@@ -770,6 +786,20 @@ void TestBoxSimDecoder::options_data()
         << QStringList{"--link", "l", "--record-size", "133"} << false << none << 0;
     QTest::newRow("record above 4096 bytes")
         << QStringList{"--link", "l", "--record-size", "4097"} << false << none << 0;
+    QTest::newRow("target options")
+        << QStringList{"--link",        "l", "--screen",           "1024x768", "--borders", "4:3",
+                       "--hid-poll-ms", "8", "--capture-delay-ms", "40"}
+        << true << QStringList() << 134;
+    QTest::newRow("screen without height")
+        << QStringList{"--link", "l", "--screen", "1024"} << false << none << 0;
+    QTest::newRow("screen too small")
+        << QStringList{"--link", "l", "--screen", "32x32"} << false << none << 0;
+    QTest::newRow("borders neither 4:3 nor margins")
+        << QStringList{"--link", "l", "--borders", "16:10"} << false << none << 0;
+    QTest::newRow("negative margins")
+        << QStringList{"--link", "l", "--borders", "-2,0"} << false << none << 0;
+    QTest::newRow("poll slower than a second")
+        << QStringList{"--link", "l", "--hid-poll-ms", "1001"} << false << none << 0;
 }
 
 void TestBoxSimDecoder::options()
@@ -798,6 +828,142 @@ void TestBoxSimDecoder::options()
                                  return got.startsWith(line) || got.endsWith(line);
                              }),
                  qPrintable(line + " not in\n" + text.join('\n')));
+}
+
+void TestBoxSimDecoder::encodedPixelLandsOnItsTargetPixel_data()
+{
+    QTest::addColumn<int>("width");
+    QTest::addColumn<int>("height");
+
+    QTest::newRow("1920x1080") << 1920 << 1080;
+    QTest::newRow("1280x720") << 1280 << 720;
+    QTest::newRow("1024x768") << 1024 << 768;
+    QTest::newRow("1440x1080") << 1440 << 1080;
+    QTest::newRow("3840x2160") << 3840 << 2160;
+}
+
+void TestBoxSimDecoder::encodedPixelLandsOnItsTargetPixel()
+{
+    QFETCH(int, width);
+    QFETCH(int, height);
+
+    // Every pixel of a row and of a column, through the console's encoder: the target puts its
+    // cursor on that pixel.
+    BoxOptions options = testOptions();
+    options.screenWidth = width;
+    options.screenHeight = height;
+    BoxSimulator box(options);
+    const uint16_t size[2] = {uint16_t(width), uint16_t(height)};
+    int worst = 0;
+    for (int i = 0; i < qMax(width, height); ++i) {
+        const uint16_t point[2] = {uint16_t(qMin(i, width - 1)), uint16_t(qMin(i, height - 1))};
+        uint8_t out[13] = {};
+        QCOMPARE(coord_convert(0, 0, size, point, 0, 0, out), 0);
+        box.receive(QByteArray(reinterpret_cast<const char *>(out), 13));
+        worst = qMax(worst, qAbs(box.target().cursorX() - point[0]));
+        worst = qMax(worst, qAbs(box.target().cursorY() - point[1]));
+    }
+    // Above 2048 pixels a report step is more than half a pixel: the nearest may be the next.
+    QCOMPARE(worst, width > 2048 ? 1 : 0);
+}
+
+void TestBoxSimDecoder::targetScreen_data()
+{
+    QTest::addColumn<QByteArray>("stream");
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<int>("textEdits");
+    QTest::addColumn<int>("held");
+    QTest::addColumn<QPoint>("cursor");
+    QTest::addColumn<QPoint>("click");
+    QTest::addColumn<int>("clicks");
+    QTest::addColumn<bool>("capsLock");
+
+    const QPoint none(-1, -1);
+    const QByteArray up = keyboardFrame(0);
+    // Return, Tab and Backspace act on the text; Backspace on nothing changes nothing.
+    QTest::newRow("editing keys") << keyboardFrame(0, hex("2A")) + up +
+                                         keyboardFrame(0, hex("04")) + up +
+                                         keyboardFrame(0, hex("05")) + up +
+                                         keyboardFrame(0, hex("2A")) + up +
+                                         keyboardFrame(0, hex("2B")) + up +
+                                         keyboardFrame(0, hex("28")) + up +
+                                         keyboardFrame(0x02, hex("06")) + up
+                                  << "a\t\nC" << 6 << 0 << QPoint(0, 0) << none << 0 << false;
+    QTest::newRow("held shift and key")
+        << keyboardFrame(0x02, hex("04")) << "A" << 1 << 2 << QPoint(0, 0) << none << 0 << false;
+    QTest::newRow("caps lock") << keyboardFrame(0, hex("39")) + up + keyboardFrame(0, hex("04")) +
+                                      up
+                               << "A" << 1 << 0 << QPoint(0, 0) << none << 0 << true;
+    // The press lands where the cursor is; moving with the button held is not another click.
+    QTest::newRow("click, drag, click")
+        << mouseFrame(0, 2048, 1024, 0) + mouseFrame(1, 2048, 1024, 0) +
+               mouseFrame(1, 2500, 1500, 0) + mouseFrame(0, 2500, 1500, 0) +
+               mouseFrame(2, 2500, 1500, 0)
+        << "" << 0 << 0 << QPoint(1172, 396) << QPoint(1172, 396) << 2 << false;
+    // Relative steps move from where the cursor is and stop at the screen's edges.
+    QTest::newRow("relative steps")
+        << mouseFrame(0, 2048, 2048, 0) + relativeFrame(0, 10, -5) + relativeFrame(1, 0, 0) << ""
+        << 0 << 0 << QPoint(970, 535) << QPoint(970, 535) << 1 << false;
+    QTest::newRow("relative past the edge")
+        << relativeFrame(0, -100, -100) + relativeFrame(0, 127, 127) << "" << 0 << 0
+        << QPoint(127, 127) << none << 0 << false;
+}
+
+void TestBoxSimDecoder::targetScreen()
+{
+    QFETCH(QByteArray, stream);
+    QFETCH(QString, text);
+    QFETCH(int, textEdits);
+    QFETCH(int, held);
+    QFETCH(QPoint, cursor);
+    QFETCH(QPoint, click);
+    QFETCH(int, clicks);
+    QFETCH(bool, capsLock);
+
+    BoxSimulator box(testOptions());
+    box.receive(stream);
+    const targetscreen::State state = box.screenState();
+    QCOMPARE(QString::fromStdString(state.textString()), text);
+    QCOMPARE(int(state.textEdits), textEdits);
+    QCOMPARE(int(state.heldKeys), held);
+    QCOMPARE(QPoint(state.cursorX, state.cursorY), cursor);
+    QCOMPARE(QPoint(state.clickX, state.clickY), click);
+    QCOMPARE(int(state.clicks), clicks);
+    QCOMPARE(state.capsLock != 0, capsLock);
+    QCOMPARE(QSize(int(state.width), int(state.height)), QSize(1920, 1080));
+}
+
+void TestBoxSimDecoder::pollingLosesReplacedReports()
+{
+    BoxOptions options = testOptions();
+    options.hidPollMs = 8;
+    BoxSimulator box(options);
+    const QByteArray press = keyboardFrame(0, hex("04"));
+    const QByteArray release = keyboardFrame(0);
+
+    // Press and release between two samples: the target never sees the key.
+    QVector<BoxOutput> outputs = box.receive(press + release + mouseFrame(1, 100, 100, 0));
+    QCOMPARE(eventNames(outputs), (QStringList{"frame", "frame", "report_lost", "frame"}));
+    QVERIFY(eventLines(outputs).at(0).contains(hexText(press)));
+    QCOMPARE(box.target().text(), QString());
+    outputs = box.pollTarget();
+    QCOMPARE(eventNames(outputs), (QStringList{"mouse"}));
+    QCOMPARE(box.target().text(), QString());
+    QCOMPARE(box.target().clicks(), 1);
+
+    // One report per sample: every key arrives.
+    box.receive(press);
+    box.pollTarget();
+    box.receive(release);
+    box.pollTarget();
+    QCOMPARE(box.target().text(), QString("a"));
+    QVERIFY(box.pollTarget().isEmpty());
+
+    // A line drop loses what was not sampled.
+    box.receive(press);
+    box.lineDropped();
+    box.pollTarget();
+    QCOMPARE(box.target().text(), QString("a"));
 }
 
 QTEST_APPLESS_MAIN(TestBoxSimDecoder)

@@ -7,6 +7,8 @@
 
 #include <jpeglib.h>
 
+#include "targetscreen.h"
+#include "vcamdesktop.h"
 #include "vcamjpeg.h"
 #include "vcampicture.h"
 
@@ -174,6 +176,8 @@ private slots:
     void bordersParse();
     void bordersFrameThePicture_data();
     void bordersFrameThePicture();
+    void desktopShowsTheTarget_data();
+    void desktopShowsTheTarget();
 };
 
 void TestVcamPicture::patternCoversThePicture_data()
@@ -473,6 +477,88 @@ void TestVcamPicture::bordersFrameThePicture()
     OwnedPicture small(Picture::Layout(layout), 120, 100);
     drawFrame(small.picture, Borders{40, 20}, "TK0001", 7);
     QVERIFY(small.luma(0, 30) != 16);
+}
+
+void TestVcamPicture::desktopShowsTheTarget_data()
+{
+    QTest::addColumn<int>("layout");
+    QTest::addColumn<QSize>("frame");
+    QTest::addColumn<int>("borderMode");
+    QTest::addColumn<QSize>("target");
+    QTest::addColumn<QRect>("inner"); // where the target's screen lies in the frame
+
+    const int none = int(targetscreen::BorderMode::None);
+    const int fourByThree = int(targetscreen::BorderMode::FourByThree);
+    const int margins = int(targetscreen::BorderMode::Margins); // 100 columns, 60 rows
+    QTest::newRow("NV12 1080p, 1080p target") << int(Picture::Nv12) << QSize(1920, 1080) << none
+                                              << QSize(1920, 1080) << QRect(0, 0, 1920, 1080);
+    QTest::newRow("I420 720p, 1080p target") << int(Picture::I420) << QSize(1280, 720) << none
+                                             << QSize(1920, 1080) << QRect(0, 0, 1280, 720);
+    QTest::newRow("YUY2 1080p, 4:3 target")
+        << int(Picture::Yuy2) << QSize(1920, 1080) << fourByThree << QSize(1024, 768)
+        << QRect(240, 0, 1440, 1080);
+    QTest::newRow("I420 720p, 4:3 target") << int(Picture::I420) << QSize(1280, 720) << fourByThree
+                                           << QSize(1440, 1080) << QRect(160, 0, 960, 720);
+    QTest::newRow("NV12 1080p, margins") << int(Picture::Nv12) << QSize(1920, 1080) << margins
+                                         << QSize(1920, 1080) << QRect(100, 60, 1720, 960);
+}
+
+void TestVcamPicture::desktopShowsTheTarget()
+{
+    QFETCH(int, layout);
+    QFETCH(QSize, frame);
+    QFETCH(int, borderMode);
+    QFETCH(QSize, target);
+    QFETCH(QRect, inner);
+
+    targetscreen::State state;
+    state.width = std::uint32_t(target.width());
+    state.height = std::uint32_t(target.height());
+    state.borderMode = targetscreen::BorderMode(borderMode);
+    state.borderLeft = 100;
+    state.borderTop = 60;
+    state.cursorX = target.width() / 3;
+    state.cursorY = target.height() / 4;
+    state.textEdits = 0xA5C3;
+    state.setText("The quick brown fox\n\tjumps");
+    OwnedPicture owned(Picture::Layout(layout), frame.width(), frame.height());
+    drawDesktop(owned.picture, state, "TK3V0001", 42);
+    QVERIFY(owned.guardsIntact());
+
+    const targetscreen::Rect rect = targetscreen::innerRect(state, frame.width(), frame.height());
+    QCOMPARE(QRect(rect.x, rect.y, rect.width, rect.height), inner);
+    // Outside the target's screen everything is black and colourless; inside, nothing is.
+    QVector<QPoint> outside;
+    if (inner.x() > 0)
+        outside << QPoint(0, 0) << QPoint(inner.x() - 1, frame.height() / 2)
+                << QPoint(inner.right() + 1, frame.height() - 1);
+    if (inner.y() > 0)
+        outside << QPoint(frame.width() / 2, inner.y() - 1)
+                << QPoint(frame.width() / 2, inner.bottom() + 1);
+    for (const QPoint p : outside) {
+        QCOMPARE(int(owned.luma(p.x(), p.y())), 16);
+        QCOMPARE(int(owned.chromaU(p.x(), p.y())), 128);
+    }
+    for (const QPoint p : {inner.topLeft(), inner.bottomRight(), inner.topRight()})
+        QVERIFY2(owned.luma(p.x(), p.y()) > 30,
+                 qPrintable(QStringLiteral("%1,%2").arg(p.x()).arg(p.y())));
+
+    // The cursor's tip is the pixel the target's position maps to.
+    const int tipX = inner.x() + int(state.cursorX) * inner.width() / target.width();
+    const int tipY = inner.y() + int(state.cursorY) * inner.height() / target.height();
+    QCOMPARE(int(owned.luma(tipX, tipY)), 16);
+    QVERIFY(owned.luma(tipX - 1, tipY) > 30);
+    QVERIFY(owned.luma(tipX, tipY - 1) > 30);
+
+    // The edit counter reads back from the luma; a picture without it reads as none.
+    const int step = layout == Picture::Yuy2 ? 2 : 1;
+    QCOMPARE(readEditCode(state, owned.picture.planes[0], owned.picture.strides[0], step,
+                          frame.width(), frame.height()),
+             0xA5C3);
+    drawTestPattern(owned.picture, 3);
+    QCOMPARE(readEditCode(state, owned.picture.planes[0], owned.picture.strides[0], step,
+                          frame.width(), frame.height()),
+             -1);
 }
 
 QTEST_APPLESS_MAIN(TestVcamPicture)

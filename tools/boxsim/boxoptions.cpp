@@ -39,6 +39,55 @@ bool readUnsigned(const QCommandLineParser &parser, const char *name, quint64 ma
     return true;
 }
 
+bool readTargetOptions(const QCommandLineParser &parser, BoxOptions &options, QString &error)
+{
+    if (parser.isSet(QStringLiteral("screen"))) {
+        const QStringList parts = parser.value(QStringLiteral("screen")).split(QLatin1Char('x'));
+        bool okWidth = false;
+        bool okHeight = false;
+        const int width = parts.size() == 2 ? parts.at(0).toInt(&okWidth) : 0;
+        const int height = parts.size() == 2 ? parts.at(1).toInt(&okHeight) : 0;
+        if (!okWidth || !okHeight || width < 64 || height < 64 ||
+            width > targetscreen::kMaxScreenSide || height > targetscreen::kMaxScreenSide) {
+            error = QStringLiteral("--screen: expected WxH from 64x64 to %1x%1, got \"%2\"")
+                        .arg(targetscreen::kMaxScreenSide)
+                        .arg(parser.value(QStringLiteral("screen")));
+            return false;
+        }
+        options.screenWidth = width;
+        options.screenHeight = height;
+    }
+    options.screenFile = parser.value(QStringLiteral("screen-file"));
+    if (parser.isSet(QStringLiteral("borders"))) {
+        const QString text = parser.value(QStringLiteral("borders"));
+        const QStringList parts = text.split(QLatin1Char(','));
+        bool okLeft = false;
+        bool okTop = false;
+        const int left = parts.size() == 2 ? parts.at(0).toInt(&okLeft) : -1;
+        const int top = parts.size() == 2 ? parts.at(1).toInt(&okTop) : -1;
+        if (text == QLatin1String("4:3")) {
+            options.borderMode = targetscreen::BorderMode::FourByThree;
+        } else if (okLeft && okTop && left >= 0 && top >= 0 && left <= 960 && top <= 540) {
+            options.borderMode = targetscreen::BorderMode::Margins;
+            options.borderLeft = left;
+            options.borderTop = top;
+        } else {
+            error = QStringLiteral("--borders: expected 4:3 or L,T (at most 960,540), got \"%1\"")
+                        .arg(text);
+            return false;
+        }
+    }
+    constexpr quint64 kMaxDelayMs = 10 * 1000;
+    quint32 poll = 0;
+    quint32 delay = 0;
+    if (!readUnsigned(parser, "hid-poll-ms", 1000, poll, error) ||
+        !readUnsigned(parser, "capture-delay-ms", kMaxDelayMs, delay, error))
+        return false;
+    options.hidPollMs = int(poll);
+    options.captureDelayMs = int(delay);
+    return true;
+}
+
 } // namespace
 
 DeviceInfoRecord defaultRecord()
@@ -82,6 +131,16 @@ void addBoxOptions(QCommandLineParser &parser)
          "N"},
         {"restart-downtime-ms", "How long the line is gone after a restart command.", "N"},
         {"seed", "Seed of the random garbage bytes (default: random).", "N"},
+        {"screen", "The target's screen size (default 1920x1080).", "WxH"},
+        {"screen-file",
+         "Publish the target's screen in FILE for the virtual camera (TAVROKVM_VCAM_TARGETS).",
+         "FILE"},
+        {"borders",
+         "Black borders around the target's picture in the captured frame: 4:3 (a 4:3 picture "
+         "centred), or L,T (columns on each side, rows above and below).",
+         "4:3|L,T"},
+        {"hid-poll-ms", "The target samples the latest keyboard and mouse report every N ms.", "N"},
+        {"capture-delay-ms", "The target's screen reaches the camera N ms after a change.", "N"},
     });
 }
 
@@ -148,6 +207,8 @@ bool readBoxOptions(const QCommandLineParser &parser, BoxOptions &options, QStri
                     .arg(kMaxRecordSize);
         return false;
     }
+    if (!readTargetOptions(parser, options, error))
+        return false;
     options.replyDelayMs = int(replyDelay);
     options.restartDownTimeMs = int(downTime);
     options.noReplies = parser.isSet(QStringLiteral("no-replies"));

@@ -4,6 +4,7 @@
 #include <QString>
 
 #include "protocol/deviceinfo.h"
+#include "targetscreen.h"
 
 class QCommandLineParser;
 
@@ -32,6 +33,19 @@ struct BoxOptions
     qint64 cutReplyAfterBytes = 0; // 0: never; else the first reply is cut there, then hang-up
     int restartDownTimeMs = 500;
     quint32 seed = 1; // of the garbage bytes
+
+    // The target computer behind the box
+    int screenWidth = 1920;
+    int screenHeight = 1080;
+    QString screenFile; // where its screen is published for the virtual camera; empty: nowhere
+    targetscreen::BorderMode borderMode = targetscreen::BorderMode::None;
+    int borderLeft = 0;
+    int borderTop = 0;
+    // The target reads the keyboard and the mouse every N ms and sees only the latest report of
+    // each; 0 takes every report at once.
+    int hidPollMs = 0;
+    // The target's screen reaches the camera this much later (its display and the capture chip).
+    int captureDelayMs = 0;
 };
 
 // Declares the command-line options on `parser`.

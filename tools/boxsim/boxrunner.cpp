@@ -2,6 +2,8 @@
 
 #include "jsonline.h"
 
+#include <QFile>
+
 #include <cstdio>
 #include <iterator>
 
@@ -26,12 +28,33 @@ BoxRunner::BoxRunner(const BoxOptions &options, QObject *parent)
     connect(&m_line, &PtyLine::bytesReceived, this, &BoxRunner::onBytesReceived);
     m_idleTimer.setSingleShot(true);
     m_idleTimer.setInterval(kIdleFlushMs);
-    connect(&m_idleTimer, &QTimer::timeout, this,
-            [this] { carryOut(m_simulator.flushIncomplete()); });
+    connect(&m_idleTimer, &QTimer::timeout, this, [this] {
+        carryOut(m_simulator.flushIncomplete());
+        updateScreen();
+    });
+    m_pollTimer.setTimerType(Qt::PreciseTimer);
+    m_pollTimer.setInterval(options.hidPollMs);
+    connect(&m_pollTimer, &QTimer::timeout, this, [this] {
+        carryOut(m_simulator.pollTarget());
+        updateScreen();
+    });
+    m_delayTimer.setTimerType(Qt::PreciseTimer);
+    m_delayTimer.setSingleShot(true);
+    connect(&m_delayTimer, &QTimer::timeout, this, &BoxRunner::publishDueScreens);
 }
 
 bool BoxRunner::start(QString &error)
 {
+    if (!m_options.screenFile.isEmpty()) {
+        std::string reason;
+        if (!m_screen.open(QFile::encodeName(m_options.screenFile).toStdString(), reason)) {
+            error = QString::fromStdString(reason);
+            return false;
+        }
+        updateScreen();
+    }
+    if (m_options.hidPollMs > 0)
+        m_pollTimer.start();
     if (!m_line.open(error))
         return false;
     print(JsonLine("ready").add("pty", m_line.ptyName()).add("link", m_options.link).toLine());
@@ -40,6 +63,7 @@ bool BoxRunner::start(QString &error)
 
 void BoxRunner::stop()
 {
+    m_pollTimer.stop();
     m_dueTimer.stop();
     m_idleTimer.stop();
     m_pending.clear();
@@ -74,6 +98,7 @@ void BoxRunner::onBytesReceived(const QByteArray &bytes)
     }
     m_received += taken.size();
     carryOut(m_simulator.receive(taken));
+    updateScreen();
     if (hangUpNow) {
         hangUp();
         return;
@@ -174,6 +199,7 @@ void BoxRunner::dropLine(const BoxOutput &restart)
     m_line.close();
     m_idleTimer.stop();
     m_simulator.lineDropped();
+    updateScreen();
     ++m_generation;
     QTimer::singleShot(restart.downTimeMs, this, &BoxRunner::bringLineBack);
 }
@@ -192,6 +218,40 @@ void BoxRunner::bringLineBack()
     }
     m_restarting = false;
     print(JsonLine("line_back").toLine());
+}
+
+void BoxRunner::updateScreen()
+{
+    if (!m_screen.isOpen())
+        return;
+    targetscreen::State state = m_simulator.screenState();
+    if (m_screenKnown && targetscreen::sameScreen(state, m_screenState))
+        return;
+    const quint64 now = targetscreen::monotonicNs();
+    state.changedNs = now;
+    state.textChangedNs = !m_screenKnown || state.textEdits != m_screenState.textEdits
+                              ? now
+                              : m_screenState.textChangedNs;
+    m_screenState = state;
+    m_screenKnown = true;
+    if (m_options.captureDelayMs <= 0) {
+        m_screen.publish(state);
+        return;
+    }
+    m_delayedScreens.emplace_back(m_clock.elapsed() + m_options.captureDelayMs, state);
+    if (!m_delayTimer.isActive())
+        m_delayTimer.start(m_options.captureDelayMs);
+}
+
+void BoxRunner::publishDueScreens()
+{
+    const qint64 now = m_clock.elapsed();
+    while (!m_delayedScreens.empty() && m_delayedScreens.front().first <= now) {
+        m_screen.publish(m_delayedScreens.front().second);
+        m_delayedScreens.pop_front();
+    }
+    if (!m_delayedScreens.empty())
+        m_delayTimer.start(int(m_delayedScreens.front().first - now));
 }
 
 void BoxRunner::hangUp()

@@ -4,6 +4,7 @@
 #include <QObject>
 #include <QTimer>
 
+#include <deque>
 #include <functional>
 #include <vector>
 
@@ -48,6 +49,9 @@ private:
     void cutReply(const BoxOutput &output);
     void bringLineBack();
     void hangUp();
+    // Publishes the target's screen for the camera when it changed (after the capture delay).
+    void updateScreen();
+    void publishDueScreens();
     static void print(const QByteArray &line);
 
     BoxOptions m_options;
@@ -61,4 +65,11 @@ private:
     QTimer m_dueTimer;
     QTimer m_idleTimer; // a quiet line ends an unfinished item
     QElapsedTimer m_clock;
+
+    targetscreen::Writer m_screen;
+    targetscreen::State m_screenState; // the latest, stamped with its change times
+    bool m_screenKnown = false;
+    QTimer m_pollTimer;
+    std::deque<std::pair<qint64, targetscreen::State>> m_delayedScreens; // due, state
+    QTimer m_delayTimer;
 };

@@ -3,6 +3,8 @@
 #include "jsonline.h"
 #include "protocol/deviceinfo.h"
 
+#include <utility>
+
 namespace {
 
 QString hexText(const QByteArray &bytes)
@@ -44,7 +46,9 @@ BoxOutput eventOutput(const QByteArray &line)
 
 BoxSimulator::BoxSimulator(const BoxOptions &options)
     : m_options(options), m_record(options.record), m_random(options.seed)
-{}
+{
+    m_target.setScreenSize(options.screenWidth, options.screenHeight);
+}
 
 QString BoxSimulator::commandName(quint16 command)
 {
@@ -91,8 +95,40 @@ QByteArray BoxSimulator::deviceInfoRecord() const
     return record;
 }
 
+QVector<BoxOutput> BoxSimulator::pollTarget()
+{
+    QVector<BoxOutput> outputs;
+    const QVector<BoxStreamItem> sampled = std::exchange(m_unsampled, {});
+    for (const BoxStreamItem &item : sampled)
+        applyToTarget(item, outputs);
+    return outputs;
+}
+
+targetscreen::State BoxSimulator::screenState() const
+{
+    targetscreen::State state;
+    state.width = quint32(m_target.screenWidth());
+    state.height = quint32(m_target.screenHeight());
+    state.cursorX = m_target.cursorX();
+    state.cursorY = m_target.cursorY();
+    state.buttons = quint32(m_target.buttons());
+    state.clickX = m_target.clickX();
+    state.clickY = m_target.clickY();
+    state.clicks = quint32(m_target.clicks());
+    state.heldKeys = quint32(m_target.heldCount());
+    state.capsLock = m_target.capsLock();
+    state.numLock = m_target.numLock();
+    state.borderMode = m_options.borderMode;
+    state.borderLeft = quint32(m_options.borderLeft);
+    state.borderTop = quint32(m_options.borderTop);
+    state.textEdits = quint32(m_target.textEdits());
+    state.setText(m_target.text().toStdString());
+    return state;
+}
+
 void BoxSimulator::lineDropped()
 {
+    m_unsampled.clear();
     m_splitter.clear();
     m_target.releaseAll();
 }
@@ -128,6 +164,29 @@ void BoxSimulator::handleItem(const BoxStreamItem &item, QVector<BoxOutput> &out
 
 void BoxSimulator::handleFrame(const BoxStreamItem &item, QVector<BoxOutput> &outputs)
 {
+    if (m_options.hidPollMs <= 0) {
+        applyToTarget(item, outputs);
+        return;
+    }
+    outputs << eventOutput(JsonLine("frame")
+                               .add("kind", HidTarget::frameKind(item.command))
+                               .add("hex", hexText(item.raw))
+                               .toLine());
+    for (qsizetype i = 0; i < m_unsampled.size(); ++i) {
+        if (m_unsampled.at(i).command == item.command) {
+            outputs << eventOutput(JsonLine("report_lost")
+                                       .add("kind", HidTarget::frameKind(item.command))
+                                       .add("hex", hexText(m_unsampled.at(i).raw))
+                                       .toLine());
+            m_unsampled.remove(i);
+            break;
+        }
+    }
+    m_unsampled << item;
+}
+
+void BoxSimulator::applyToTarget(const BoxStreamItem &item, QVector<BoxOutput> &outputs)
+{
     QVector<HidEvent> events;
     QString reason;
     if (!m_target.applyFrame(item.command, item.data, events, reason)) {
@@ -138,10 +197,12 @@ void BoxSimulator::handleFrame(const BoxStreamItem &item, QVector<BoxOutput> &ou
                                    .toLine());
         return;
     }
-    outputs << eventOutput(JsonLine("frame")
-                               .add("kind", HidTarget::frameKind(item.command))
-                               .add("hex", hexText(item.raw))
-                               .toLine());
+    if (m_options.hidPollMs <= 0) {
+        outputs << eventOutput(JsonLine("frame")
+                                   .add("kind", HidTarget::frameKind(item.command))
+                                   .add("hex", hexText(item.raw))
+                                   .toLine());
+    }
     for (const HidEvent &event : events)
         outputs << eventOutput(hidEventLine(event));
 }

@@ -40,6 +40,13 @@ public:
     // No bytes came for a while: whatever unfinished item is buffered will not be completed.
     QVector<BoxOutput> flushIncomplete();
 
+    // With a poll interval, keyboard and mouse reports wait for the target to sample them: the
+    // latest report of each kind is taken now, the ones it replaced were lost ("report_lost").
+    QVector<BoxOutput> pollTarget();
+
+    // What the target's screen shows now (the times are left for the caller to stamp).
+    targetscreen::State screenState() const;
+
     // The line went down: bytes of an unfinished item are lost, and the keyboard-and-mouse
     // chip restarts with nothing held.
     void lineDropped();
@@ -64,6 +71,7 @@ public:
 private:
     void handleItem(const BoxStreamItem &item, QVector<BoxOutput> &outputs);
     void handleFrame(const BoxStreamItem &item, QVector<BoxOutput> &outputs);
+    void applyToTarget(const BoxStreamItem &item, QVector<BoxOutput> &outputs);
     void handleCommand(const TkPacket &packet, QVector<BoxOutput> &outputs);
     void reply(quint16 command, const QByteArray &payload, quint32 sequence, const QByteArray &line,
                QVector<BoxOutput> &outputs);
@@ -75,4 +83,5 @@ private:
     DeviceInfoRecord m_record; // the box's state as its information record tells it
     QRandomGenerator m_random;
     bool m_answering = true;
+    QVector<BoxStreamItem> m_unsampled; // the latest report of each kind, in order of arrival
 };

@@ -75,6 +75,8 @@ QString HidTarget::frameKind(quint8 command)
         return QStringLiteral("keyboard");
     case kCmdMouseAbs:
         return QStringLiteral("mouse_abs");
+    case kCmdMouseRel:
+        return QStringLiteral("mouse_rel");
     default:
         return QStringLiteral("other");
     }
@@ -148,6 +150,39 @@ QStringList HidTarget::modifierNames(quint8 bits)
     return names;
 }
 
+void HidTarget::setScreenSize(int width, int height)
+{
+    m_screenWidth = qMax(1, width);
+    m_screenHeight = qMax(1, height);
+    m_cursorX = qMin(m_cursorX, m_screenWidth - 1);
+    m_cursorY = qMin(m_cursorY, m_screenHeight - 1);
+}
+
+int HidTarget::coordinateToPixel(int coordinate, int size)
+{
+    // The nearest pixel: an encoder that truncates pixel * 4096 / size lands back on its pixel.
+    return qBound(0, int((qint64(coordinate) * size + kMaxCoordinate / 2) / kMaxCoordinate),
+                  size - 1);
+}
+
+int HidTarget::heldCount() const
+{
+    int count = int(m_keys.size());
+    for (int bit = 0; bit < 8; ++bit)
+        count += (m_modifiers >> bit) & 1;
+    return count;
+}
+
+void HidTarget::setButtons(int buttons)
+{
+    if (buttons & ~m_buttons) {
+        m_clickX = m_cursorX;
+        m_clickY = m_cursorY;
+        ++m_clicks;
+    }
+    m_buttons = buttons;
+}
+
 void HidTarget::releaseAll()
 {
     m_modifiers = 0;
@@ -163,6 +198,8 @@ bool HidTarget::applyFrame(quint8 command, const QByteArray &data, QVector<HidEv
         return applyKeyboard(data, events, reason);
     case kCmdMouseAbs:
         return applyMouse(data, events, reason);
+    case kCmdMouseRel:
+        return applyRelativeMouse(data, events, reason);
     default:
         return true;
     }
@@ -263,12 +300,17 @@ void HidTarget::pressKey(int usage, QVector<HidEvent> &events)
     if (m_modifiers & kCommandBits)
         return;
     if (usage == kUsageBackspace) {
-        m_text.chop(1);
+        if (!m_text.isEmpty()) {
+            m_text.chop(1);
+            ++m_textEdits;
+        }
         return;
     }
     const QChar typed = usageCharacter(usage, m_modifiers & kShiftBits, m_capsLock, m_numLock);
-    if (!typed.isNull())
+    if (!typed.isNull()) {
         m_text += typed;
+        ++m_textEdits;
+    }
 }
 
 bool HidTarget::applyMouse(const QByteArray &data, QVector<HidEvent> &events, QString &reason)
@@ -290,7 +332,9 @@ bool HidTarget::applyMouse(const QByteArray &data, QVector<HidEvent> &events, QS
     }
     m_x = x;
     m_y = y;
-    m_buttons = quint8(data.at(1));
+    m_cursorX = coordinateToPixel(x, m_screenWidth);
+    m_cursorY = coordinateToPixel(y, m_screenHeight);
+    setButtons(quint8(data.at(1)));
     const int wheel = qint8(data.at(6));
     m_wheelTotal += wheel;
 
@@ -298,6 +342,37 @@ bool HidTarget::applyMouse(const QByteArray &data, QVector<HidEvent> &events, QS
     event.kind = HidEvent::Mouse;
     event.x = x;
     event.y = y;
+    event.buttons = m_buttons;
+    event.wheel = wheel;
+    events << event;
+    return true;
+}
+
+bool HidTarget::applyRelativeMouse(const QByteArray &data, QVector<HidEvent> &events,
+                                   QString &reason)
+{
+    // 0x01 (relative report), buttons, signed X and Y steps, wheel
+    if (data.size() != 5) {
+        reason = QStringLiteral("length");
+        return false;
+    }
+    if (quint8(data.at(0)) != 0x01) {
+        reason = QStringLiteral("format");
+        return false;
+    }
+    // One pixel per step: a target without pointer acceleration.
+    m_cursorX = qBound(0, m_cursorX + qint8(data.at(2)), m_screenWidth - 1);
+    m_cursorY = qBound(0, m_cursorY + qint8(data.at(3)), m_screenHeight - 1);
+    m_x = int(qint64(m_cursorX) * kMaxCoordinate / m_screenWidth);
+    m_y = int(qint64(m_cursorY) * kMaxCoordinate / m_screenHeight);
+    setButtons(quint8(data.at(1)));
+    const int wheel = qint8(data.at(4));
+    m_wheelTotal += wheel;
+
+    HidEvent event;
+    event.kind = HidEvent::Mouse;
+    event.x = m_x;
+    event.y = m_y;
     event.buttons = m_buttons;
     event.wheel = wheel;
     events << event;

@@ -22,18 +22,19 @@ struct HidEvent
 };
 
 // The target computer behind the box's keyboard-and-mouse chip, as far as the reports tell:
-// held modifiers and keys, the text they type on a US layout, the absolute cursor and
-// buttons. It decodes CH9329 keyboard (0x02) and absolute mouse (0x04) frames on its own,
-// straight from the HID usage tables, so that it checks the console's encoder rather than
-// repeating it.
+// held modifiers and keys, the text they type on a US layout, the cursor on the target's screen
+// and the buttons. It decodes CH9329 keyboard (0x02), absolute mouse (0x04) and relative mouse
+// (0x05) frames on its own, straight from the HID usage tables, so that it checks the console's
+// encoder rather than repeating it.
 class HidTarget
 {
 public:
     static constexpr quint8 kCmdKeyboard = 0x02;
     static constexpr quint8 kCmdMouseAbs = 0x04;
+    static constexpr quint8 kCmdMouseRel = 0x05;
     static constexpr int kMaxCoordinate = 4096;
 
-    // "keyboard", "mouse_abs" or "other".
+    // "keyboard", "mouse_abs", "mouse_rel" or "other".
     static QString frameKind(quint8 command);
 
     // Applies one frame whose checksum was already verified. Frames of other commands change
@@ -53,6 +54,11 @@ public:
     // The chip restarted: nothing is held any more (no events; the text stays).
     void releaseAll();
 
+    // The target's screen in pixels (1920x1080 unless set); the cursor stays on it.
+    void setScreenSize(int width, int height);
+    // Pixel of a screen `size` pixels wide that an absolute coordinate (0..4096) points at.
+    static int coordinateToPixel(int coordinate, int size);
+
     quint8 modifiers() const { return m_modifiers; }
     QVector<int> heldKeys() const { return m_keys; }
     QString text() const { return m_text; }
@@ -62,10 +68,25 @@ public:
     int y() const { return m_y; }
     int buttons() const { return m_buttons; }
     int wheelTotal() const { return m_wheelTotal; }
+    int screenWidth() const { return m_screenWidth; }
+    int screenHeight() const { return m_screenHeight; }
+    // The cursor on the target's screen, in pixels.
+    int cursorX() const { return m_cursorX; }
+    int cursorY() const { return m_cursorY; }
+    // Where the last button press landed (-1 before the first) and how many there were.
+    int clickX() const { return m_clickX; }
+    int clickY() const { return m_clickY; }
+    int clicks() const { return m_clicks; }
+    // Characters typed into or erased from the text so far.
+    int textEdits() const { return m_textEdits; }
+    // Keys and modifier keys held now.
+    int heldCount() const;
 
 private:
     bool applyKeyboard(const QByteArray &data, QVector<HidEvent> &events, QString &reason);
     bool applyMouse(const QByteArray &data, QVector<HidEvent> &events, QString &reason);
+    bool applyRelativeMouse(const QByteArray &data, QVector<HidEvent> &events, QString &reason);
+    void setButtons(int buttons);
     void pressKey(int usage, QVector<HidEvent> &events);
 
     quint8 m_modifiers = 0;
@@ -77,4 +98,12 @@ private:
     int m_y = 0;
     int m_buttons = 0;
     int m_wheelTotal = 0;
+    int m_screenWidth = 1920;
+    int m_screenHeight = 1080;
+    int m_cursorX = 0;
+    int m_cursorY = 0;
+    int m_clickX = -1;
+    int m_clickY = -1;
+    int m_clicks = 0;
+    int m_textEdits = 0;
 };

@@ -28,8 +28,9 @@ void drawTestPattern(Picture &picture, std::uint64_t frame);
 // Pixel size of one font dot for a picture of this height (at least 2).
 int overlayScale(int height);
 
-// Draws `label` (letters, digits, '-', '.', '_', ':'; others as '?') and `frame` in the top-left
-// corner, white on a black box, and the moving marker. Everything is clipped to the picture.
+// Draws `label` (in capitals; characters outside printable ASCII as '?') and `frame` in the
+// top-left corner, white on a black box, and the moving marker. Everything is clipped to the
+// picture.
 void drawOverlay(Picture &picture, const std::string &label, std::uint64_t frame);
 
 // Black margins around the target's picture, as a target with another aspect ratio shows inside

@@ -3,9 +3,12 @@
 #include <gst/video/video.h>
 
 #include <cstdlib>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "targetscreen.h"
+#include "vcamdesktop.h"
 #include "vcamjpeg.h"
 #include "vcampicture.h"
 #include "vcamprovider.h"
@@ -31,6 +34,13 @@ struct Stream
     guint64 tick = 0;                          // frame periods since offset
     guint64 frame = 0;                         // the number drawn on the picture
     bool holding = false;                      // counted as a stream of its camera
+    // The simulated target whose screen this camera shows; null: the test pattern.
+    std::unique_ptr<targetscreen::Reader> target;
+    targetscreen::State targetState;
+    // The wait for a frame's capture time, under the object lock; `flushing` between unlock and
+    // unlock_stop.
+    GstClockID captureWait = nullptr;
+    bool flushing = false;
 };
 
 enum { PROP_0, PROP_KIND, PROP_SERIAL, PROP_NODE };
@@ -168,9 +178,18 @@ gboolean start(GstBaseSrc *src)
     Stream &st = *self(src)->stream;
     GST_OBJECT_LOCK(src);
     st.negotiated = false;
+    st.flushing = false;
     GST_OBJECT_UNLOCK(src);
     st.offset = GST_CLOCK_TIME_NONE;
     st.frame = 0;
+    st.target.reset();
+    if (const char *targets = std::getenv("TAVROKVM_VCAM_TARGETS"); targets && *targets) {
+        GST_OBJECT_LOCK(src);
+        const std::string serial = self(src)->serial ? self(src)->serial : "";
+        GST_OBJECT_UNLOCK(src);
+        st.target =
+            std::make_unique<targetscreen::Reader>(std::string(targets) + "/" + serial + ".screen");
+    }
     countStream(self(src), true);
     st.holding = true;
     return TRUE;
@@ -185,6 +204,7 @@ gboolean stop(GstBaseSrc *src)
     if (st.holding)
         countStream(self(src), false);
     st.holding = false;
+    st.target.reset();
     std::vector<std::uint8_t>().swap(st.picture);
     std::vector<std::uint8_t>().swap(st.encoded);
     return TRUE;
@@ -232,6 +252,11 @@ void draw(TavroKvmVcamSrc *src, vcam::Picture &picture, guint64 frame)
     GST_OBJECT_LOCK(src);
     const std::string label = src->serial ? src->serial : "";
     GST_OBJECT_UNLOCK(src);
+    Stream &st = *src->stream;
+    if (st.target && st.target->read(st.targetState)) {
+        vcam::drawDesktop(picture, st.targetState, label, frame);
+        return;
+    }
     // Read once: a process draws every camera with the same borders.
     static const vcam::Borders borders = vcam::parseBorders(std::getenv("TAVROKVM_VCAM_BORDERS"));
     vcam::drawFrame(picture, borders, label, frame);
@@ -300,6 +325,52 @@ bool cameraIsGone(TavroKvmVcamSrc *src)
     return tavrokvm_vcam_is_unplugged(vcam::kindInfo(kind).word, serial.c_str());
 }
 
+// Waits on the pipeline clock until the running time `due`; false when a flush or a state change
+// interrupts the wait.
+bool waitForCaptureTime(TavroKvmVcamSrc *src, GstClockTime due)
+{
+    Stream &st = *src->stream;
+    GstClock *clock = gst_element_get_clock(GST_ELEMENT(src));
+    if (!clock)
+        return true;
+    GstClockID id =
+        gst_clock_new_single_shot_id(clock, gst_element_get_base_time(GST_ELEMENT(src)) + due);
+    gst_object_unref(clock);
+    GST_OBJECT_LOCK(src);
+    if (st.flushing) {
+        GST_OBJECT_UNLOCK(src);
+        gst_clock_id_unref(id);
+        return false;
+    }
+    st.captureWait = id;
+    GST_OBJECT_UNLOCK(src);
+    const GstClockReturn result = gst_clock_id_wait(id, nullptr);
+    GST_OBJECT_LOCK(src);
+    st.captureWait = nullptr;
+    GST_OBJECT_UNLOCK(src);
+    gst_clock_id_unref(id);
+    return result != GST_CLOCK_UNSCHEDULED;
+}
+
+gboolean unlock(GstBaseSrc *base)
+{
+    Stream &st = *self(base)->stream;
+    GST_OBJECT_LOCK(base);
+    st.flushing = true;
+    if (st.captureWait)
+        gst_clock_id_unschedule(st.captureWait);
+    GST_OBJECT_UNLOCK(base);
+    return TRUE;
+}
+
+gboolean unlockStop(GstBaseSrc *base)
+{
+    GST_OBJECT_LOCK(base);
+    self(base)->stream->flushing = false;
+    GST_OBJECT_UNLOCK(base);
+    return TRUE;
+}
+
 GstFlowReturn create(GstPushSrc *push, GstBuffer **out)
 {
     TavroKvmVcamSrc *src = self(push);
@@ -327,6 +398,11 @@ GstFlowReturn create(GstPushSrc *push, GstBuffer **out)
             st.tick = due;
         }
     }
+
+    // The picture is taken when its frame is due, not when the previous one left: what it
+    // shows is as fresh as the camera's rate allows.
+    if (GST_CLOCK_TIME_IS_VALID(now) && !waitForCaptureTime(src, st.offset + st.tick * st.duration))
+        return GST_FLOW_FLUSHING;
 
     GstBuffer *buffer = st.jpeg ? jpegFrame(src, st) : rawFrame(src, st);
     if (!buffer)
@@ -450,6 +526,8 @@ static void tavrokvm_vcam_src_class_init(TavroKvmVcamSrcClass *klass)
     baseClass->stop = stop;
     baseClass->query = query;
     baseClass->get_times = getTimes;
+    baseClass->unlock = unlock;
+    baseClass->unlock_stop = unlockStop;
     GST_PUSH_SRC_CLASS(klass)->create = create;
 }
 
