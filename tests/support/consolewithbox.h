@@ -21,16 +21,17 @@ public:
 
     ~ConsoleWithBox() { stop(); }
 
-    // Starts the box, shows the window and waits until the camera runs, the box has been greeted
-    // and the view has the focus of the active window. False, with a warning, when any step fails.
-    bool start()
+    // Starts the box (with `boxArguments` besides its link), shows the window and waits until the
+    // camera runs, the box has been greeted and the view has the focus of the active window.
+    // False, with a warning, when any step fails.
+    bool start(const QStringList &boxArguments = {})
     {
         if (!m_dataDir.isValid() ||
             !DBManager::instance()->initDatabase(m_dataDir.filePath("console.db")))
             return fail("no database");
         const QString link = m_dataDir.filePath("tk-box");
         qputenv("TAVROKVM_EXTRA_SERIAL_PORTS", (link + "=TK CDC").toUtf8());
-        if (!m_box.startReady(link))
+        if (!m_box.startReady(link, boxArguments))
             return fail("the simulated box did not start");
 
         m_window = new MainWindow;
@@ -61,6 +62,7 @@ public:
     }
 
     BoxSimProcess &box() { return m_box; }
+    QString linkPath() const { return m_dataDir.filePath("tk-box"); }
     MainWindow *window() const { return m_window; }
     TavroVideo *view() const { return m_view; }
 
