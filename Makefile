@@ -32,6 +32,7 @@ bench: build
 	$(BUILD_DIR)/bin/tavrokvm-bench
 	QT_QPA_PLATFORM=offscreen $(BUILD_DIR)/bin/tavrokvm-bench-frames
 	QT_QPA_PLATFORM=offscreen $(BUILD_DIR)/bin/tavrokvm-bench-input
+	$(BUILD_DIR)/bin/tavrokvm-bench-loop
 
 clean:
 	rm -rf $(BUILD_DIR)
