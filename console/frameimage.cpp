@@ -66,3 +66,45 @@ QImage imageOfMappedFrame(const QVideoFrame &frame)
     lowerHalf.waitForFinished();
     return image;
 }
+
+QImage displayImageOfMappedFrame(const QVideoFrame &frame, const QSize &size, FrameScratch &scratch)
+{
+    if (size.isEmpty())
+        return imageOfMappedFrame(frame);
+    YuvPicture picture;
+    if (!describeYuv(frame, picture)) {
+        const QImage full = frame.toImage().convertToFormat(QImage::Format_RGB32);
+        if (full.isNull() || full.size() == size)
+            return full;
+        QImage scaled(size, QImage::Format_RGB32);
+        if (scaled.isNull() ||
+            !scaleRgb32(full.constBits(), int(full.bytesPerLine()), full.width(), full.height(),
+                        reinterpret_cast<quint32 *>(scaled.bits()), int(scaled.bytesPerLine()),
+                        size.width(), size.height()))
+            return QImage();
+        return scaled;
+    }
+    QImage image(size, QImage::Format_RGB32);
+    if (image.isNull())
+        return image;
+    uchar *pixels = image.bits();
+    const int stride = int(image.bytesPerLine());
+    const YuvBandCut cut = yuvBandCut(picture.height, size.height());
+    if (cut.destinationRow == 0) {
+        if (!convertYuvToSize(picture, reinterpret_cast<quint32 *>(pixels), stride, size.width(),
+                              size.height(), scratch.upper))
+            return QImage();
+        return image;
+    }
+    QFuture<bool> lowerBand = QtConcurrent::run([&] {
+        return convertYuvToSize(
+            yuvRows(picture, cut.sourceRow, picture.height),
+            reinterpret_cast<quint32 *>(pixels + qsizetype(cut.destinationRow) * stride), stride,
+            size.width(), size.height() - cut.destinationRow, scratch.lower);
+    });
+    const bool upperDone =
+        convertYuvToSize(yuvRows(picture, 0, cut.sourceRow), reinterpret_cast<quint32 *>(pixels),
+                         stride, size.width(), cut.destinationRow, scratch.upper);
+    const bool lowerDone = lowerBand.result();
+    return upperDone && lowerDone ? image : QImage();
+}

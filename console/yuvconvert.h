@@ -2,6 +2,8 @@
 
 #include <QtGlobal>
 
+#include <vector>
+
 // Packed and planar YUV pictures as the capture pipeline delivers them.
 enum class YuvLayout {
     Yuv420p, // Y plane, U plane, V plane (each quarter size)
@@ -25,3 +27,30 @@ struct YuvPicture
 // would give; rows [firstRow, endRow) only, so that parts can be converted in parallel.
 void convertYuvRows(const YuvPicture &picture, quint32 *destination, int destinationStride,
                     int firstRow, int endRow);
+
+// Where a conversion is cut into an upper and a lower band that can run in parallel: the first
+// source row and the first destination row of the lower band. Both are even, so 4:2:0 chroma rows
+// stay whole; without a cut (pictures too small to share) both are 0.
+struct YuvBandCut
+{
+    int sourceRow = 0;
+    int destinationRow = 0;
+};
+YuvBandCut yuvBandCut(int sourceHeight, int destinationHeight);
+
+// The rows [firstRow, endRow) of a picture as a picture of their own; firstRow must be even.
+YuvPicture yuvRows(const YuvPicture &picture, int firstRow, int endRow);
+
+// Converts the picture to destinationWidth x destinationHeight 0xffRRGGBB pixels: the YUV planes
+// are scaled first (area average when shrinking to half or less, bilinear otherwise) and only the
+// pixels shown are colour converted, with limited-range BT.601 that stays within 2 levels of
+// convertYuvRows. scratch holds the scaled planes and is reused from call to call, so a stream of
+// one size allocates once; one call at a time per scratch. False, with the destination untouched,
+// when the picture or a size is unusable.
+bool convertYuvToSize(const YuvPicture &picture, quint32 *destination, int destinationStride,
+                      int destinationWidth, int destinationHeight, std::vector<uchar> &scratch);
+
+// Scales 0xffRRGGBB (or premultiplied ARGB) pixels with the same filters as convertYuvToSize.
+bool scaleRgb32(const uchar *source, int sourceStride, int sourceWidth, int sourceHeight,
+                quint32 *destination, int destinationStride, int destinationWidth,
+                int destinationHeight);
