@@ -30,6 +30,14 @@ QRect letterboxRect(const QSize &view, const QSize &content)
     return QRect((view.width() - dw) / 2, (view.height() - dh) / 2, dw, dh);
 }
 
+QSize picturePixelSize(const QRect &displayed, double devicePixelRatio)
+{
+    if (displayed.isEmpty() || !(devicePixelRatio > 0))
+        return QSize();
+    return QSize(std::max(1, int(std::lround(displayed.width() * devicePixelRatio))),
+                 std::max(1, int(std::lround(displayed.height() * devicePixelRatio))));
+}
+
 QString uartStatusText(bool linkOpen, const QString &portName)
 {
     if (!linkOpen)

@@ -24,6 +24,10 @@ QString bareStoredPortName(const QString &storedName);
 // scaled copy that fits, centred (integer halves). Null when either size is degenerate.
 QRect letterboxRect(const QSize &view, const QSize &content);
 
+// The size in device pixels at which a picture is converted to fill the displayed rectangle: the
+// rectangle's size times the device pixel ratio, rounded. Empty when nothing is displayed.
+QSize picturePixelSize(const QRect &displayed, double devicePixelRatio);
+
 // The serial link's state as the status bar shows it: "<port>: connected" (the port cut before
 // " (" when it carries a display suffix), "UART: connected" without a port name, or
 // "UART: disconnected".

@@ -42,6 +42,7 @@ class DeviceUartManager;
 class FlowPanelDragHandle;
 class mouse;
 struct IdentifiedCamera;
+struct FrameScratch;
 
 // The console view: shows the target's picture, owns the capture session of the current box and
 // is the hub through which keyboard and mouse reach it. Its implementation is split by concern:
@@ -198,6 +199,8 @@ public:
     QSize videoContentSizeForLayout() const;
     QRect getActualVideoDisplayRect() const;
     void invalidateActualVideoDisplayRect();
+    // The size in device pixels the CPU path converts frames to: the displayed rectangle's.
+    QSize displayPictureSize() const;
     QImage convertedImage() const { return m_convertedImage; }
     QVideoFrame lastFrame() const { return m_lastFrame; }
     quint64 decodeJobsStarted() const { return m_decodeJobsStarted; }
@@ -366,7 +369,8 @@ private:
     void scheduleJpegBorderCheckAsync(const QVideoFrame &frame);
     void syncAudioPassthroughState();
     void startAsyncFrameDecodeWorker();
-    void onFrameDecoded(quint32 generation, quint32 sequence, const QImage &image);
+    void onFrameDecoded(quint32 generation, quint32 sequence, const QSize &size,
+                        const QImage &image);
     void scheduleVideoPaintUpdate();
     void performMemoryCleanup();
     void forceGarbageCollection();
@@ -431,6 +435,9 @@ private:
     qint32 m_convertedSequence = -1;
     QVideoFrame m_pendingDecodeFrame;
     bool m_decodeBusy = false;
+    // Made by the first decode job and held by every job too; dropped on close, so a job still
+    // running from before never shares it with the next.
+    std::shared_ptr<FrameScratch> m_displayScratch;
     quint32 m_frameGeneration = 0;
     std::shared_ptr<std::atomic<quint32>> m_sharedFrameGeneration =
         std::make_shared<std::atomic<quint32>>(0);

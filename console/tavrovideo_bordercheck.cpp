@@ -163,17 +163,12 @@ void TavroVideo::applyCursorCorrectionRuntime(bool on)
 
 bool TavroVideo::saveBlackBorderCheckImage()
 {
+    // The picture on screen is scaled to the view; the scan looks at the frame's own pixels.
     QImage image;
-    if (m_cameraActive && !m_convertedImage.isNull()) {
-        image = m_convertedImage;
-    } else if (m_lastFrame.isValid()) {
-        QVideoFrame frame = m_lastFrame;
-        if (frame.map(QVideoFrame::ReadOnly)) {
-            image = imageOfMappedFrame(frame);
-            frame.unmap();
-        } else {
-            image = frame.toImage();
-        }
+    if (m_lastFrame.isValid()) {
+        image = fullSizeImageOfLastFrame();
+        if (image.isNull())
+            image = m_lastFrame.toImage();
     }
     if (image.isNull()) {
         emit statusBarMessageRequested(tr("保存 check.jpg 失败：当前无可用视频帧"));

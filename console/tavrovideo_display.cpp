@@ -1,5 +1,6 @@
 // Console view: frames from the capture session on screen. One decode job at a time converts the
-// newest frame on the global thread pool; the paint letterboxes the result into the view.
+// newest frame on the global thread pool, straight to the size it is shown at; the paint only
+// places the result in the letterboxed rectangle.
 #include "console/tavrovideo.h"
 
 #include <QCamera>
@@ -187,25 +188,30 @@ void TavroVideo::startAsyncFrameDecodeWorker()
     ++m_decodeJobsStarted;
     const quint32 generation = bumpFrameGeneration();
     const quint32 sequence = m_frameSequence;
+    const QSize size = displayPictureSize();
+    if (!m_displayScratch)
+        m_displayScratch = std::make_shared<FrameScratch>();
+    const std::shared_ptr<FrameScratch> scratch = m_displayScratch;
     // The job only sees a shared copy of the generation, to skip obviously stale work; the
     // completion checks the view's own value again on the GUI thread.
     const std::shared_ptr<std::atomic<quint32>> liveGeneration = m_sharedFrameGeneration;
     auto *watcher = new QFutureWatcher<QImage>(this);
     connect(watcher, &QFutureWatcher<QImage>::finished, this,
-            [this, watcher, generation, sequence] {
+            [this, watcher, generation, sequence, size] {
                 watcher->deleteLater();
-                onFrameDecoded(generation, sequence, watcher->result());
+                onFrameDecoded(generation, sequence, size, watcher->result());
             });
-    watcher->setFuture(QtConcurrent::run([frame, generation, liveGeneration]() -> QImage {
-        if (liveGeneration->load() != generation)
-            return QImage();
-        QVideoFrame copy = frame;
-        if (!copy.isValid() || !copy.map(QVideoFrame::ReadOnly))
-            return QImage();
-        QImage image = imageOfMappedFrame(copy);
-        copy.unmap();
-        return image;
-    }));
+    watcher->setFuture(
+        QtConcurrent::run([frame, generation, liveGeneration, size, scratch]() -> QImage {
+            if (liveGeneration->load() != generation)
+                return QImage();
+            QVideoFrame copy = frame;
+            if (!copy.isValid() || !copy.map(QVideoFrame::ReadOnly))
+                return QImage();
+            QImage image = displayImageOfMappedFrame(copy, size, *scratch);
+            copy.unmap();
+            return image;
+        }));
 }
 
 quint32 TavroVideo::bumpFrameGeneration()
@@ -215,16 +221,21 @@ quint32 TavroVideo::bumpFrameGeneration()
     return m_frameGeneration;
 }
 
-void TavroVideo::onFrameDecoded(quint32 generation, quint32 sequence, const QImage &image)
+void TavroVideo::onFrameDecoded(quint32 generation, quint32 sequence, const QSize &size,
+                                const QImage &image)
 {
     if (generation != m_frameGeneration)
         return;
     if (!image.isNull()) {
         m_convertedImage = image;
+        m_convertedImage.setDevicePixelRatio(devicePixelRatio());
         m_convertedSequence = qint32(sequence);
         scheduleVideoPaintUpdate();
     }
-    if (sequence < m_frameSequence && m_pendingDecodeFrame.isValid())
+    // A newer frame waits, or the view changed size while this one was converted: the pending
+    // frame is the newest, and converting it again at the new size keeps the picture unstretched.
+    const bool resized = !m_glSurfaceActive && size != displayPictureSize();
+    if ((sequence < m_frameSequence || resized) && m_pendingDecodeFrame.isValid())
         startAsyncFrameDecodeWorker();
     else
         m_decodeBusy = false;
@@ -265,13 +276,19 @@ void TavroVideo::paintEvent(QPaintEvent *)
     painter.fillRect(rect(), Qt::black);
     if (m_convertedImage.isNull())
         return;
-    QRect target = letterboxRect(size(), m_convertedImage.size());
-    if (target.isNull())
-        target = rect();
+    // The picture was converted at the displayed rectangle's size and is copied as it is. Between
+    // a resize and its re-conversion it keeps its own size, centred where the picture goes.
+    QRect area = getActualVideoDisplayRect();
+    if (area.isNull())
+        area = rect();
+    const QSize shown = m_convertedImage.deviceIndependentSize().toSize();
+    const QRect target(area.x() + (area.width() - shown.width()) / 2,
+                       area.y() + (area.height() - shown.height()) / 2, shown.width(),
+                       shown.height());
     if (paintGeometryLogs++ < kPaintGeometryLogs)
         qDebug() << "[TavroVideo::paintEvent] 绘制视频帧 - 帧尺寸:" << m_convertedImage.size()
                  << "窗口尺寸:" << size() << "目标区域:" << target;
-    painter.drawImage(target, m_convertedImage);
+    painter.drawImage(target.topLeft(), m_convertedImage);
 }
 
 void TavroVideo::resizeEvent(QResizeEvent *event)
@@ -280,6 +297,10 @@ void TavroVideo::resizeEvent(QResizeEvent *event)
     if (m_glSurface)
         m_glSurface->setGeometry(rect());
     layoutOverlays();
+    // The held frame once more at the new size; a running job does the same when it ends.
+    if (!m_glSurfaceActive && !m_decodeBusy && !m_convertedImage.isNull() &&
+        m_convertedImage.size() != displayPictureSize())
+        startAsyncFrameDecodeWorker();
     QWidget::resizeEvent(event);
 }
 
@@ -287,8 +308,7 @@ QSize TavroVideo::videoContentSizeForLayout() const
 {
     if (m_negotiatedResolution.width() >= 1 && m_negotiatedResolution.height() >= 1)
         return m_negotiatedResolution;
-    if (!m_convertedImage.isNull())
-        return m_convertedImage.size();
+    // The converted image has the size it is shown at, not the frame's.
     if (m_lastFrame.isValid())
         return m_lastFrame.size();
     return QSize(-1, -1);
@@ -310,6 +330,11 @@ void TavroVideo::invalidateActualVideoDisplayRect()
     m_displayRectCacheValid = false;
 }
 
+QSize TavroVideo::displayPictureSize() const
+{
+    return picturePixelSize(getActualVideoDisplayRect(), devicePixelRatio());
+}
+
 void TavroVideo::clearDisplayState()
 {
     m_lastFrame = QVideoFrame();
@@ -317,6 +342,7 @@ void TavroVideo::clearDisplayState()
     m_convertedImage = QImage();
     m_pendingDecodeFrame = QVideoFrame();
     m_decodeBusy = false;
+    m_displayScratch.reset();
     bumpFrameGeneration();
     m_paintScheduled = false;
 }

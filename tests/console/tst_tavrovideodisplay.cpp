@@ -1,12 +1,15 @@
 // Frames on screen: the displayed rectangle and its cache, the aspect-ratio signal, the CPU decode
-// path that keeps only the newest frame, and which path a frame takes.
+// path that keeps only the newest frame and converts it at the size shown, which path a frame
+// takes, and the conversions against the toolkit's own.
 
 #include <QApplication>
+#include <QFile>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QVideoFrame>
 
+#include "console/frameimage.h"
 #include "console/gl/videoglsurface.h"
 #include "console/tavrovideo.h"
 #include "console/yuvconvert.h"
@@ -28,6 +31,8 @@ private slots:
     void mouseMapsThroughTheShownPicture();
     void sizeChangeEmitsAspectRatioOnce();
     void burstDuringDecodeLeavesOneFollowUp();
+    void resizeConvertsTheHeldFrameOnceMore();
+    void borderCropKeepsTheFramesOwnPixels();
     void resultsStartedBeforeCloseAreDropped();
     void framesTakeTheCpuPathWithoutTheSwitch_data();
     void framesTakeTheCpuPathWithoutTheSwitch();
@@ -35,15 +40,69 @@ private slots:
     void gpuRequestWithoutOpenGlTakesTheCpuPath();
     void conversionMatchesTheToolkit_data();
     void conversionMatchesTheToolkit();
+    void scaledConversionFollowsTheToolkitsSmoothScaling_data();
+    void scaledConversionFollowsTheToolkitsSmoothScaling();
 
 private:
     QTemporaryDir m_dir;
     TavroVideo *m_view = nullptr;
 };
 
+namespace {
+
+// A picture whose planes cannot be mistaken for one another: luma in 48-pixel checks over a ramp,
+// U rising from left to right, V from top to bottom.
+QVideoFrame patternFrame(const QSize &size, QVideoFrameFormat::PixelFormat format)
+{
+    QVideoFrame frame(QVideoFrameFormat(size, format));
+    if (!frame.map(QVideoFrame::WriteOnly))
+        return QVideoFrame();
+    const int w = size.width(), h = size.height();
+    auto luma = [&](int x, int y) {
+        return uchar(((x / 48 + y / 48) % 2 ? 150 : 40) + 60 * x / w);
+    };
+    auto u = [&](int x) { return uchar(40 + 170 * x / w); };
+    auto v = [&](int y) { return uchar(40 + 170 * y / h); };
+    for (int y = 0; y < h; ++y) {
+        uchar *row = frame.bits(0) + qsizetype(y) * frame.bytesPerLine(0);
+        for (int x = 0; x < w; x += 2) {
+            switch (format) {
+            case QVideoFrameFormat::Format_YUYV:
+                row[2 * x] = luma(x, y), row[2 * x + 1] = u(x);
+                row[2 * x + 2] = luma(x + 1, y), row[2 * x + 3] = v(y);
+                break;
+            case QVideoFrameFormat::Format_UYVY:
+                row[2 * x] = u(x), row[2 * x + 1] = luma(x, y);
+                row[2 * x + 2] = v(y), row[2 * x + 3] = luma(x + 1, y);
+                break;
+            default:
+                row[x] = luma(x, y), row[x + 1] = luma(x + 1, y);
+                if (y % 2)
+                    break;
+                const qsizetype chromaRow = qsizetype(y / 2);
+                if (format == QVideoFrameFormat::Format_YUV420P) {
+                    frame.bits(1)[chromaRow * frame.bytesPerLine(1) + x / 2] = u(x);
+                    frame.bits(2)[chromaRow * frame.bytesPerLine(2) + x / 2] = v(y);
+                } else {
+                    uchar *pair = frame.bits(1) + chromaRow * frame.bytesPerLine(1) + x;
+                    const bool vFirst = format == QVideoFrameFormat::Format_NV21;
+                    pair[vFirst ? 1 : 0] = u(x);
+                    pair[vFirst ? 0 : 1] = v(y);
+                }
+            }
+        }
+    }
+    frame.unmap();
+    return frame;
+}
+
+} // namespace
+
 void TestTavroVideoDisplay::initTestCase()
 {
     QVERIFY(m_dir.isValid());
+    // The border crop goes under the application data folder.
+    qputenv("XDG_DATA_HOME", m_dir.path().toUtf8());
     QVERIFY(DBManager::instance()->initDatabase(m_dir.filePath("display.db")));
     // The grid owns the cameras: the view opens none by itself and only shows what it is given.
     QVERIFY(DBManager::instance()->setAppSetting("multi_same_display", "1"));
@@ -133,6 +192,7 @@ void TestTavroVideoDisplay::sizeChangeEmitsAspectRatioOnce()
 
 void TestTavroVideoDisplay::burstDuringDecodeLeavesOneFollowUp()
 {
+    m_view->resize(640, 480);
     const QVideoFrame frame = greyVideoFrame({1280, 720}, QVideoFrameFormat::Format_NV12);
     m_view->processVideoFrame(frame);
     QCOMPARE(m_view->decodeJobsStarted(), quint64(1));
@@ -145,8 +205,53 @@ void TestTavroVideoDisplay::burstDuringDecodeLeavesOneFollowUp()
     QTRY_COMPARE(m_view->convertedSequence(), qint32(m_view->frameSequence()));
     QTest::qWait(100);
     QCOMPARE(m_view->decodeJobsStarted(), quint64(2));
-    QVERIFY(!m_view->convertedImage().isNull());
-    QCOMPARE(m_view->convertedImage().size(), QSize(1280, 720));
+    // Converted at the size it is shown at, not the frame's.
+    QCOMPARE(m_view->getActualVideoDisplayRect(), QRect(0, 60, 640, 360));
+    QCOMPARE(m_view->convertedImage().size(), QSize(640, 360));
+}
+
+void TestTavroVideoDisplay::resizeConvertsTheHeldFrameOnceMore()
+{
+    m_view->resize(1280, 720);
+    m_view->show();
+    QVERIFY(QTest::qWaitForWindowExposed(m_view));
+    m_view->processVideoFrame(greyVideoFrame({1920, 1080}, QVideoFrameFormat::Format_NV12));
+    QTRY_COMPARE(m_view->convertedImage().size(), QSize(1280, 720));
+    QTRY_VERIFY(m_view->decodeJobsStarted() == 1); // and no second one
+
+    // No new frame comes: the held one is converted again at the new size.
+    m_view->resize(800, 600);
+    QTRY_COMPARE(m_view->convertedImage().size(), QSize(800, 450));
+    QTest::qWait(100);
+    QCOMPARE(m_view->decodeJobsStarted(), quint64(2));
+    QCOMPARE(m_view->convertedSequence(), qint32(1));
+
+    // Two resizes while a conversion runs end in one more, at the last size.
+    m_view->resize(640, 480);
+    m_view->resize(1000, 1000);
+    QTRY_COMPARE(m_view->convertedImage().size(), QSize(1000, 562));
+    QTest::qWait(100);
+    QVERIFY(m_view->decodeJobsStarted() <= 4);
+}
+
+void TestTavroVideoDisplay::borderCropKeepsTheFramesOwnPixels()
+{
+    // A small view shows the frame at a third of its size; the crop is the frame's own corner.
+    m_view->resize(640, 360);
+    QVideoFrame frame = greyVideoFrame({1920, 1080}, QVideoFrameFormat::Format_NV12);
+    QVERIFY(frame.map(QVideoFrame::WriteOnly));
+    for (int y = 100; y < 104; ++y)
+        memset(frame.bits(0) + y * frame.bytesPerLine(0) + 200, 235, 4);
+    frame.unmap();
+    m_view->processVideoFrame(frame);
+    QTRY_COMPARE(m_view->convertedImage().size(), QSize(640, 360));
+
+    QFile::remove(TavroVideo::borderCheckImagePath());
+    QVERIFY(m_view->saveBlackBorderCheckImage());
+    const QImage crop(TavroVideo::borderCheckImagePath());
+    QCOMPARE(crop.size(), QSize(256, 128));
+    QVERIFY2(qGray(crop.pixel(201, 101)) > 200, qPrintable(QString::number(crop.pixel(201, 101))));
+    QVERIFY(qGray(crop.pixel(67, 34)) < 160);
 }
 
 void TestTavroVideoDisplay::resultsStartedBeforeCloseAreDropped()
@@ -175,7 +280,8 @@ void TestTavroVideoDisplay::framesTakeTheCpuPathWithoutTheSwitch()
     QVERIFY(!m_view->videoGlSurface());
     QTRY_VERIFY(!m_view->convertedImage().isNull());
     // Mid grey stays mid grey through the conversion.
-    const QColor centre = m_view->convertedImage().pixelColor(320, 240);
+    const QImage shown = m_view->convertedImage();
+    const QColor centre = shown.pixelColor(shown.width() / 2, shown.height() / 2);
     QVERIFY2(qAbs(centre.red() - 128) <= 3 && qAbs(centre.green() - 128) <= 3 &&
                  qAbs(centre.blue() - 128) <= 3,
              qPrintable(centre.name()));
@@ -260,6 +366,11 @@ void TestTavroVideoDisplay::conversionMatchesTheToolkit()
                    int(converted.bytesPerLine()), 0, size.height() / 2);
     convertYuvRows(picture, reinterpret_cast<quint32 *>(converted.bits()),
                    int(converted.bytesPerLine()), size.height() / 2, size.height());
+    // The display's conversion at the frame's own size (another library's integer arithmetic).
+    QImage shown(size, QImage::Format_RGB32);
+    std::vector<uchar> scratch;
+    QVERIFY(convertYuvToSize(picture, reinterpret_cast<quint32 *>(shown.bits()),
+                             int(shown.bytesPerLine()), size.width(), size.height(), scratch));
     frame.unmap();
     QCOMPARE(converted.size(), expected.size());
     for (int y = 0; y < size.height(); ++y) {
@@ -270,8 +381,69 @@ void TestTavroVideoDisplay::conversionMatchesTheToolkit()
                                      .arg(y)
                                      .arg(converted.pixel(x, y), 8, 16)
                                      .arg(expected.pixel(x, y), 8, 16)));
+            const QRgb a = shown.pixel(x, y), b = expected.pixel(x, y);
+            if (qAbs(qRed(a) - qRed(b)) > 2 || qAbs(qGreen(a) - qGreen(b)) > 2 ||
+                qAbs(qBlue(a) - qBlue(b)) > 2 || qAlpha(a) != 255)
+                QFAIL(qPrintable(QStringLiteral("shown (%1,%2): %3 instead of about %4")
+                                     .arg(x)
+                                     .arg(y)
+                                     .arg(a, 8, 16)
+                                     .arg(b, 8, 16)));
         }
     }
+}
+
+void TestTavroVideoDisplay::scaledConversionFollowsTheToolkitsSmoothScaling_data()
+{
+    QTest::addColumn<QVideoFrameFormat::PixelFormat>("format");
+    QTest::addColumn<QSize>("frame");
+    QTest::addColumn<QSize>("shown");
+
+    QTest::newRow("YUV420P 4K to 1280x720 (area, strips and bands)")
+        << QVideoFrameFormat::Format_YUV420P << QSize(3840, 2160) << QSize(1280, 720);
+    QTest::newRow("NV12 4K to 1920x1080 (halved)")
+        << QVideoFrameFormat::Format_NV12 << QSize(3840, 2160) << QSize(1920, 1080);
+    QTest::newRow("NV21 1080p to 999x561 (odd sizes)")
+        << QVideoFrameFormat::Format_NV21 << QSize(1920, 1080) << QSize(999, 561);
+    QTest::newRow("NV12 1080p to 900x500 (uneven boxes)")
+        << QVideoFrameFormat::Format_NV12 << QSize(1920, 1080) << QSize(900, 500);
+    QTest::newRow("YUYV 4K to 1280x720")
+        << QVideoFrameFormat::Format_YUYV << QSize(3840, 2160) << QSize(1280, 720);
+    QTest::newRow("UYVY 1080p to 1280x720 (bilinear)")
+        << QVideoFrameFormat::Format_UYVY << QSize(1920, 1080) << QSize(1280, 720);
+    QTest::newRow("YUV420P 720p to 1920x1080 (enlarged)")
+        << QVideoFrameFormat::Format_YUV420P << QSize(1280, 720) << QSize(1920, 1080);
+}
+
+// The filters differ (area boxes and bilinear against the toolkit's own), so pixels on the checks'
+// edges may differ; a plane read in the wrong place, a swapped chroma pair or a band out of place
+// moves the average far more.
+void TestTavroVideoDisplay::scaledConversionFollowsTheToolkitsSmoothScaling()
+{
+    QFETCH(QVideoFrameFormat::PixelFormat, format);
+    QFETCH(QSize, frame);
+    QFETCH(QSize, shown);
+
+    QVideoFrame source = patternFrame(frame, format);
+    const QImage expected = source.toImage()
+                                .convertToFormat(QImage::Format_RGB32)
+                                .scaled(shown, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    QVERIFY(source.map(QVideoFrame::ReadOnly));
+    FrameScratch scratch;
+    const QImage converted = displayImageOfMappedFrame(source, shown, scratch);
+    source.unmap();
+    QCOMPARE(converted.size(), shown);
+
+    double difference = 0;
+    for (int y = 0; y < shown.height(); ++y) {
+        for (int x = 0; x < shown.width(); ++x) {
+            const QRgb a = converted.pixel(x, y), b = expected.pixel(x, y);
+            difference +=
+                qAbs(qRed(a) - qRed(b)) + qAbs(qGreen(a) - qGreen(b)) + qAbs(qBlue(a) - qBlue(b));
+        }
+    }
+    difference /= 3.0 * shown.width() * shown.height();
+    QVERIFY2(difference < 3.0, qPrintable(QStringLiteral("mean difference %1").arg(difference)));
 }
 
 int main(int argc, char **argv)
