@@ -170,6 +170,14 @@ void drawTextWindow(Picture &p, const Mapping &m, const targetscreen::State &sta
     const int titleDot = m.dot(kTextDot);
     drawString(p, m.x(tx + kTextMargin), m.y(ty) + (m.h(kTitleHeight) - 7 * titleDot) / 2, titleDot,
                "Notes - type here", kLight);
+    for (int bit = 0; bit < kEditCodeBits; ++bit) {
+        int cx = 0;
+        int cy = 0;
+        editCodeCellCentre(state, p.width, p.height, bit, cx, cy);
+        const int size = std::max(2, m.w(kCellSize));
+        fill(p, cx - size / 2, cy - size / 2, size, size,
+             (state.textEdits >> bit) & 1u ? rgb(255, 255, 255) : kBlack);
+    }
 
     const int dot = m.dot(kBodyDot);
     const int left = m.x(tx + kTextMargin);
@@ -234,14 +242,6 @@ void drawTaskbar(Picture &p, const Mapping &m, const targetscreen::State &state,
     drawIndicator(p, m, locks + 96, "NUM", state.numLock != 0);
     drawString(p, m.x(locks + 200), textY, dot, "keys held " + std::to_string(state.heldKeys),
                kLight);
-    for (int bit = 0; bit < kEditCodeBits; ++bit) {
-        int cx = 0;
-        int cy = 0;
-        editCodeCellCentre(state, p.width, p.height, bit, cx, cy);
-        const int size = std::max(2, m.w(kCellSize));
-        fill(p, cx - size / 2, cy - size / 2, size, size,
-             (state.textEdits >> bit) & 1u ? rgb(255, 255, 255) : kBlack);
-    }
     const std::string counter = "frame " + std::to_string(frame);
     drawString(p, m.x(m.width - 12) - int(counter.size()) * 6 * dot, textY, dot, counter, kLight);
 }
@@ -281,9 +281,11 @@ void drawCursor(Picture &p, const Mapping &m, const targetscreen::State &state)
 void editCodeCellCentre(const targetscreen::State &state, int frameWidth, int frameHeight, int bit,
                         int &x, int &y)
 {
+    // At the right end of the text window's title bar, clear of the title and the taskbar.
     const Mapping m = mappingFor(state, frameWidth, frameHeight);
-    const int tx = m.width * 55 / 100 + bit * kCellPitch + kCellSize / 2;
-    const int ty = m.height - kTaskbarHeight / 2;
+    const int windowRight = m.width / 10 + m.width * 6 / 10;
+    const int tx = windowRight - kTextMargin - (kEditCodeBits - bit) * kCellPitch + kCellSize / 2;
+    const int ty = m.height / 12 + kTitleHeight / 2;
     x = m.x(tx);
     y = m.y(ty);
 }

@@ -16,9 +16,9 @@ namespace vcam {
 void drawDesktop(Picture &picture, const targetscreen::State &state, const std::string &label,
                  std::uint64_t frame);
 
-// The taskbar carries the low 16 bits of `textEdits` as a row of cells (white for a set bit,
-// least significant bit first), so that a reader of the picture can tell which text a frame
-// shows without recognising letters.
+// The text window's title bar carries the low 16 bits of `textEdits` as a row of cells (white for a
+// set bit, least significant bit first), so that a reader of the picture can tell which text a
+// frame shows without recognising letters.
 constexpr int kEditCodeBits = 16;
 
 // Centre of cell `bit` in a frame `frameWidth` x `frameHeight` showing `state`'s screen.
