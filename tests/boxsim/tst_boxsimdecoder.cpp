@@ -183,6 +183,8 @@ private slots:
     void targetScreen_data();
     void targetScreen();
     void pollingLosesReplacedReports();
+    void typingOnLayouts_data();
+    void typingOnLayouts();
 };
 
 void TestBoxSimDecoder::encoderKeyboardFrames_data()
@@ -800,6 +802,16 @@ void TestBoxSimDecoder::options_data()
         << QStringList{"--link", "l", "--borders", "-2,0"} << false << none << 0;
     QTest::newRow("poll slower than a second")
         << QStringList{"--link", "l", "--hid-poll-ms", "1001"} << false << none << 0;
+    QTest::newRow("layout de") << QStringList{"--link", "l", "--layout", "de"} << true
+                               << QStringList() << 134;
+    QTest::newRow("layout with variant")
+        << QStringList{"--link", "l", "--layout", "ch(de)"} << true << QStringList() << 134;
+    QTest::newRow("unknown layout")
+        << QStringList{"--link", "l", "--layout", "xx"} << false << none << 0;
+    QTest::newRow("layout in capitals")
+        << QStringList{"--link", "l", "--layout", "DE"} << false << none << 0;
+    QTest::newRow("empty layout") << QStringList{"--link", "l", "--layout", ""} << false << none
+                                  << 0;
 }
 
 void TestBoxSimDecoder::options()
@@ -964,6 +976,69 @@ void TestBoxSimDecoder::pollingLosesReplacedReports()
     box.lineDropped();
     box.pollTarget();
     QCOMPARE(box.target().text(), QString("a"));
+}
+
+void TestBoxSimDecoder::typingOnLayouts_data()
+{
+    QTest::addColumn<QString>("layout");
+    QTest::addColumn<QByteArray>("stream");
+    QTest::addColumn<QString>("text");
+
+    const QByteArray up = keyboardFrame(0);
+    auto key = [&](quint8 modifiers, const char *usage) {
+        return keyboardFrame(modifiers, hex(usage)) + up;
+    };
+    const quint8 shift = 0x02;
+    const quint8 altGr = 0x40;
+    // The US table stays as it was: Y is Y, and right Alt is Alt.
+    QTest::newRow("us y") << "us" << key(0, "1C") << "y";
+    QTest::newRow("us right alt q") << "us" << key(altGr, "14") << "";
+    QTest::newRow("de z and y") << "de" << key(0, "1C") + key(0, "1D") << "zy";
+    QTest::newRow("de AltGr q") << "de" << key(altGr, "14") << "@";
+    QTest::newRow("de Shift AltGr 3") << "de" << key(shift | altGr, "20") << "£";
+    QTest::newRow("de right shift minus") << "de" << key(0x20, "38") << "_";
+    QTest::newRow("de caps lock umlaut") << "de" << key(0, "39") + key(0, "33") << "Ö";
+    QTest::newRow("de control z is a shortcut") << "de" << key(0x01, "1C") << "";
+    QTest::newRow("de control AltGr q is a shortcut") << "de" << key(0x01 | altGr, "14") << "";
+    QTest::newRow("de dead circumflex, space") << "de" << key(0, "35") + key(0, "2C") << "^";
+    QTest::newRow("de dead grave, space") << "de" << key(shift, "2E") + key(0, "2C") << "`";
+    QTest::newRow("de dead key alone") << "de" << key(0, "35") << "";
+    QTest::newRow("de dead circumflex, a") << "de" << key(0, "35") + key(0, "04") << "^a";
+    QTest::newRow("de two dead keys, space")
+        << "de" << key(0, "35") + key(0, "2E") + key(0, "2C") << "^´";
+    QTest::newRow("de dead key, Return") << "de" << key(0, "35") + key(0, "28") << "^\n";
+    QTest::newRow("de dead key, Tab") << "de" << key(0, "35") + key(0, "2B") << "^\t";
+    // Backspace cancels a waiting dead key; otherwise it erases as always.
+    QTest::newRow("de dead key, Backspace")
+        << "de" << key(0, "1B") + key(0, "35") + key(0, "2A") + key(0, "04") << "xa";
+    QTest::newRow("de Backspace") << "de" << key(0, "04") + key(0, "05") + key(0, "2A") << "a";
+    QTest::newRow("de keypad comma") << "de" << key(0, "63") << ",";
+    QTest::newRow("de keypad with Num Lock off") << "de" << key(0, "53") + key(0, "59") << "";
+    QTest::newRow("fr a, ampersand, 1")
+        << "fr" << key(0, "14") + key(0, "1E") + key(shift, "1E") << "a&1";
+    QTest::newRow("fr AltGr 0") << "fr" << key(altGr, "27") << "@";
+    QTest::newRow("gb at, hash, backslash")
+        << "gb" << key(shift, "34") + key(0, "32") + key(0, "64") << "@#\\";
+    QTest::newRow("ch(de) z, AltGr 2") << "ch(de)" << key(0, "1C") + key(altGr, "1F") << "z@";
+    QTest::newRow("ch(de) dead tilde, space") << "ch(de)" << key(altGr, "2E") + key(0, "2C") << "~";
+}
+
+void TestBoxSimDecoder::typingOnLayouts()
+{
+    QFETCH(QString, layout);
+    QFETCH(QByteArray, stream);
+    QFETCH(QString, text);
+
+    QCommandLineParser parser;
+    addBoxOptions(parser);
+    QVERIFY(parser.parse({"tavrokvm-boxsim", "--link", "l", "--layout", layout}));
+    BoxOptions options = testOptions();
+    QString error;
+    QVERIFY2(readBoxOptions(parser, options, error), qPrintable(error));
+    BoxSimulator box(options);
+    box.receive(stream);
+    QCOMPARE(box.target().text(), text);
+    QCOMPARE(box.target().heldCount(), 0);
 }
 
 QTEST_APPLESS_MAIN(TestBoxSimDecoder)

@@ -85,6 +85,21 @@ bool readTargetOptions(const QCommandLineParser &parser, BoxOptions &options, QS
         return false;
     options.hidPollMs = int(poll);
     options.captureDelayMs = int(delay);
+
+    const QString layout = parser.isSet(QStringLiteral("layout"))
+                               ? parser.value(QStringLiteral("layout"))
+                               : QStringLiteral("us");
+    const QStringList known = KeyboardLayout::knownLayouts();
+    if (!known.contains(layout)) {
+        error = QStringLiteral("--layout: expected one of %1, got \"%2\"")
+                    .arg(known.join(QLatin1String(", ")), layout);
+        return false;
+    }
+    if (layout != QLatin1String("us") &&
+        !KeyboardLayout::compile(layout, options.keyboardLayout, error)) {
+        error.prepend(QStringLiteral("--layout: "));
+        return false;
+    }
     return true;
 }
 
@@ -141,6 +156,7 @@ void addBoxOptions(QCommandLineParser &parser)
          "4:3|L,T"},
         {"hid-poll-ms", "The target samples the latest keyboard and mouse report every N ms.", "N"},
         {"capture-delay-ms", "The target's screen reaches the camera N ms after a change.", "N"},
+        {"layout", "The target's keyboard layout: us (default), gb, de, fr or ch(de).", "CODE"},
     });
 }
 

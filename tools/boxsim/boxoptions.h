@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QString>
 
+#include "console/input/keyboardlayout.h"
 #include "protocol/deviceinfo.h"
 #include "targetscreen.h"
 
@@ -46,6 +47,9 @@ struct BoxOptions
     int hidPollMs = 0;
     // The target's screen reaches the camera this much later (its display and the capture chip).
     int captureDelayMs = 0;
+    // The target's keyboard layout; not compiled for "us", which the target's own US table
+    // decodes.
+    KeyboardLayout keyboardLayout;
 };
 
 // Declares the command-line options on `parser`.

@@ -48,6 +48,7 @@ BoxSimulator::BoxSimulator(const BoxOptions &options)
     : m_options(options), m_record(options.record), m_random(options.seed)
 {
     m_target.setScreenSize(options.screenWidth, options.screenHeight);
+    m_target.setLayout(options.keyboardLayout);
 }
 
 QString BoxSimulator::commandName(quint16 command)

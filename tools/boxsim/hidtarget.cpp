@@ -1,5 +1,7 @@
 #include "hidtarget.h"
 
+#include <utility>
+
 namespace {
 
 // Keyboard/Keypad page (0x07), usages 0x28..0xA4. Letters, digits and modifiers are
@@ -65,6 +67,12 @@ constexpr int kUsageErrorUndefined = 0x03;
 constexpr int kUsageCapsLock = 0x39;
 constexpr int kUsageNumLock = 0x53;
 constexpr int kUsageBackspace = 0x2A;
+constexpr int kUsageReturn = 0x28;
+constexpr int kUsageTab = 0x2B;
+constexpr int kUsageKeypadEnter = 0x58;
+constexpr int kUsageKeypad1 = 0x59;
+constexpr int kUsageKeypadPoint = 0x63;
+constexpr quint8 kRightAltBit = 0x40;
 
 } // namespace
 
@@ -148,6 +156,12 @@ QStringList HidTarget::modifierNames(quint8 bits)
             names << QString::fromLatin1(kModifierNames[bit]);
     }
     return names;
+}
+
+void HidTarget::setLayout(const KeyboardLayout &layout)
+{
+    m_layout = layout;
+    m_deadKey = 0;
 }
 
 void HidTarget::setScreenSize(int width, int height)
@@ -297,6 +311,10 @@ void HidTarget::pressKey(int usage, QVector<HidEvent> &events)
         m_numLock = !m_numLock;
         return;
     }
+    if (m_layout.isValid()) {
+        typeOnLayout(usage);
+        return;
+    }
     if (m_modifiers & kCommandBits)
         return;
     if (usage == kUsageBackspace) {
@@ -311,6 +329,49 @@ void HidTarget::pressKey(int usage, QVector<HidEvent> &events)
         m_text += typed;
         ++m_textEdits;
     }
+}
+
+void HidTarget::typeCharacter(char32_t c)
+{
+    m_text += QString::fromUcs4(&c, 1);
+    ++m_textEdits;
+}
+
+void HidTarget::typeOnLayout(int usage)
+{
+    // Right Alt is AltGr here: only Control, Alt and GUI make a shortcut.
+    if (m_modifiers & kCommandBits & ~kRightAltBit)
+        return;
+    if (usage == kUsageBackspace) {
+        // Backspace after a dead key cancels it: the dead key has typed nothing yet.
+        if (m_deadKey != 0) {
+            m_deadKey = 0;
+        } else if (!m_text.isEmpty()) {
+            m_text.chop(1);
+            ++m_textEdits;
+        }
+        return;
+    }
+    LayoutKeyResult result;
+    if (usage == kUsageReturn || usage == kUsageKeypadEnter || usage == kUsageTab) {
+        result.kind = LayoutKeyResult::Character;
+        result.character = usage == kUsageTab ? U'\t' : U'\n';
+    } else if (usage >= kUsageKeypad1 && usage <= kUsageKeypadPoint && !m_numLock) {
+        return; // navigation keys with Num Lock off
+    } else {
+        result = m_layout.keyResult(quint8(usage), m_modifiers, m_capsLock);
+    }
+    if (result.kind == LayoutKeyResult::Nothing)
+        return;
+    // A dead key followed by Space types its spacing form; followed by any other key, the
+    // spacing form and then that key's own character.
+    const char32_t pending = std::exchange(m_deadKey, 0);
+    if (pending != 0)
+        typeCharacter(pending);
+    if (result.kind == LayoutKeyResult::DeadKey)
+        m_deadKey = result.character;
+    else if (pending == 0 || result.character != U' ')
+        typeCharacter(result.character);
 }
 
 bool HidTarget::applyMouse(const QByteArray &data, QVector<HidEvent> &events, QString &reason)

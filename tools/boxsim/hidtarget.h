@@ -5,6 +5,8 @@
 #include <QStringList>
 #include <QVector>
 
+#include "console/input/keyboardlayout.h"
+
 // What the target computer noticed from one report.
 struct HidEvent
 {
@@ -22,10 +24,10 @@ struct HidEvent
 };
 
 // The target computer behind the box's keyboard-and-mouse chip, as far as the reports tell:
-// held modifiers and keys, the text they type on a US layout, the cursor on the target's screen
-// and the buttons. It decodes CH9329 keyboard (0x02), absolute mouse (0x04) and relative mouse
-// (0x05) frames on its own, straight from the HID usage tables, so that it checks the console's
-// encoder rather than repeating it.
+// held modifiers and keys, the text they type on its keyboard layout (US unless set), the cursor
+// on the target's screen and the buttons. It decodes CH9329 keyboard (0x02), absolute mouse (0x04)
+// and relative mouse (0x05) frames on its own, straight from the HID usage tables, so that it
+// checks the console's encoder rather than repeating it.
 class HidTarget
 {
 public:
@@ -53,6 +55,10 @@ public:
 
     // The chip restarted: nothing is held any more (no events; the text stays).
     void releaseAll();
+
+    // Types on `layout` from now on; an uncompiled layout is the target's own US table. Right Alt
+    // is AltGr then where the layout has it, and dead keys wait for the next key.
+    void setLayout(const KeyboardLayout &layout);
 
     // The target's screen in pixels (1920x1080 unless set); the cursor stays on it.
     void setScreenSize(int width, int height);
@@ -88,6 +94,8 @@ private:
     bool applyRelativeMouse(const QByteArray &data, QVector<HidEvent> &events, QString &reason);
     void setButtons(int buttons);
     void pressKey(int usage, QVector<HidEvent> &events);
+    void typeOnLayout(int usage);
+    void typeCharacter(char32_t c);
 
     quint8 m_modifiers = 0;
     QVector<int> m_keys; // held key usages, in the order they were pressed
@@ -106,4 +114,6 @@ private:
     int m_clickY = -1;
     int m_clicks = 0;
     int m_textEdits = 0;
+    KeyboardLayout m_layout;
+    char32_t m_deadKey = 0; // spacing form of a dead key pressed last, waiting for the next key
 };
