@@ -29,7 +29,7 @@ int main(int argc, char **argv)
     qDebug() << "[Main] 已禁用事件压缩，将接收所有高频鼠标事件";
 
     QTranslator translator;
-    if (!loadFirstTranslation(translator, QLocale::system().uiLanguages()).isEmpty())
+    if (!loadInterfaceTranslation(translator, QLocale::system().uiLanguages()).isEmpty())
         QApplication::installTranslator(&translator);
 
     qInstallMessageHandler(customLogMessageHandler);

@@ -19,3 +19,23 @@ QString loadFirstTranslation(QTranslator &translator, const QStringList &uiLangu
     }
     return QString();
 }
+
+QString fallbackTranslation(const QStringList &uiLanguages)
+{
+    for (const QString &entry : uiLanguages) {
+        if (QLocale(entry).language() == QLocale::Chinese)
+            return QString();
+    }
+    return QStringLiteral(":/i18n/tavrokvm_en");
+}
+
+QString loadInterfaceTranslation(QTranslator &translator, const QStringList &uiLanguages)
+{
+    const QString found = loadFirstTranslation(translator, uiLanguages);
+    if (!found.isEmpty())
+        return found;
+    const QString fallback = fallbackTranslation(uiLanguages);
+    if (!fallback.isEmpty() && translator.load(fallback))
+        return fallback;
+    return QString();
+}
