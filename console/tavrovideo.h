@@ -4,6 +4,7 @@
 #include <QCameraDevice>
 #include <QDateTime>
 #include <QElapsedTimer>
+#include <QEvent>
 #include <QIcon>
 #include <QImage>
 #include <QMediaRecorder>
@@ -16,9 +17,11 @@
 #include <QWidget>
 
 #include "console/input/bordercheck.h"
+#include "console/input/keyboardlayout.h"
 #include "console/input/keyrules.h"
 #include "console/input/mouserules.h"
 #include "console/input/newsoftkeyboard.h"
+#include "console/input/pasteplan.h"
 #include "platform/keyboardlayout.h"
 #include <atomic>
 #include <functional>
@@ -113,8 +116,13 @@ public:
     void showPermissionDialog();
     bool isKeyboardHookActive() const { return m_keyboardHookActive; }
 
-    // Key sequences and paste.
+    // Key sequences and paste. The clipboard is typed on the box's keyboard layout, one report
+    // every paste interval (both per box); an interval of 0 types it at once on a US layout.
+    // While a paced paste runs, the same call (the toolbar's entry) or Escape cancels it, and
+    // keys the operator types wait until it ends.
     void pasteTextAsKeyEvents();
+    bool isPasting() const { return m_pasteNext >= 0; }
+    void cancelPaste();
 
     // Soft keyboard.
     void onBtnKeyboardClicked();
@@ -314,6 +322,12 @@ private:
 
     // tavrovideo_keysequences.cpp
     void pasteFromShortcut();
+    // tavrovideo_paste.cpp
+    void pasteTextUnpaced(const QString &text);
+    void sendNextPasteReport();
+    void finishPaste(bool cancelled);
+    // A key event of the operator's while a paste runs: Escape cancels it, others wait.
+    bool holdKeyDuringPaste(const QKeyEvent *event);
     void placeSoftKeyboard();
     void followWithSoftKeyboard();
 
@@ -399,6 +413,26 @@ private:
     bool m_keyboardHookActive = false;
     bool m_permissionDialogShowing = false;
     QList<int> m_heldKeys; // pressed on the target by this view, in order
+    // The running paste: its reports, the next one to send (-1: none running) and the keys the
+    // operator typed meanwhile.
+    PastePlan m_pastePlan;
+    int m_pasteNext = -1;
+    int m_pasteIntervalMs = 0;
+    QTimer *m_pasteTimer = nullptr;
+    KeyboardLayout m_pasteLayout;
+    struct HeldKeyEvent
+    {
+        QEvent::Type type;
+        int key;
+        Qt::KeyboardModifiers modifiers;
+        QString text;
+        bool autoRepeat;
+        quint32 nativeScanCode;
+        quint32 nativeVirtualKey;
+        quint32 nativeModifiers;
+    };
+    QList<HeldKeyEvent> m_keysDuringPaste;
+    bool m_swallowEscapeRelease = false;
     OperatorKeys m_operatorKeys{keyReleasesMayBeRepeats()}; // the local keyboard's keys down
     QTimer *m_releaseFlushTimer = nullptr;
     QSet<int> m_lackingKeysLogged; // keys the target has no usage for, logged once each

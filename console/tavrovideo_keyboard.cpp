@@ -1,9 +1,9 @@
 // Console view: the operator's keys to the target. Every keyboard source ends in sendKeyValue,
 // which encodes one report frame and writes it to the current box's link.
 #include <QApplication>
-#include <QPushButton>
 #include <QDebug>
 #include <QKeyEvent>
+#include <QPushButton>
 #include <QTimer>
 #include <QWindowStateChangeEvent>
 
@@ -152,6 +152,8 @@ void TavroVideo::keyPressEvent(QKeyEvent *event)
         QWidget::keyPressEvent(event);
         return;
     }
+    if (holdKeyDuringPaste(event))
+        return;
     if (isPasteShortcut(event->key(), event->modifiers())) {
         if (!event->isAutoRepeat())
             pasteFromShortcut();
@@ -174,6 +176,8 @@ void TavroVideo::keyReleaseEvent(QKeyEvent *event)
         QWidget::keyReleaseEvent(event);
         return;
     }
+    if (holdKeyDuringPaste(event))
+        return;
     if (isPasteShortcut(event->key(), event->modifiers()))
         return; // its press typed the clipboard; V never reached the target
     qDebug().noquote() << keyEventLogLine("Released", event, QString())

@@ -37,15 +37,9 @@ void TavroVideo::handleKeyboardInput(const QString &key)
         key_pass(stroke.key, stroke.action);
 }
 
-void TavroVideo::pasteTextAsKeyEvents()
+// Every character at once, on a US layout: the path kept for boxes set to an interval of 0.
+void TavroVideo::pasteTextUnpaced(const QString &text)
 {
-    const QString text = QGuiApplication::clipboard()->text(QClipboard::Clipboard);
-    if (text.isEmpty()) {
-        qDebug() << "[key_pass] 剪贴板为空，跳过粘贴";
-        return;
-    }
-    qDebug().noquote() << "[key_pass] 开始模拟粘贴文本，长度:" << text.size()
-                       << ", 内容预览:" << pastePreview(text);
     // A Control still held on the target from the paste shortcut must not combine with the text.
     sendKeyValue(Qt::Key_Meta, 1);
     for (const QChar c : text) {

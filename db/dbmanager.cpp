@@ -8,6 +8,8 @@
 #include <QSqlRecord>
 #include <QStandardPaths>
 
+#include "console/input/pasteplan.h"
+
 namespace {
 
 // The nine data columns written by an upsert, in statement order.
@@ -101,11 +103,15 @@ void DBManager::createTables()
 
     bool hasAudioInput = false;
     bool hasCursorCorrection = false;
+    bool hasKeyboardLayout = false;
+    bool hasPasteInterval = false;
     if (query.exec(QStringLiteral("PRAGMA table_info(device)"))) {
         while (query.next()) {
             const QString column = query.value(1).toString();
             hasAudioInput |= column == QLatin1String("audio_input_device_id");
             hasCursorCorrection |= column == QLatin1String("cursor_correction_enabled");
+            hasKeyboardLayout |= column == QLatin1String("keyboard_layout");
+            hasPasteInterval |= column == QLatin1String("paste_interval_ms");
         }
     }
     if (!hasAudioInput)
@@ -116,6 +122,15 @@ void DBManager::createTables()
         query.exec(QStringLiteral("UPDATE device SET cursor_correction_enabled = 0 "
                                   "WHERE cursor_correction_enabled IS NULL"));
     }
+    // Columns the upsert never writes: set only by their own setters, so that a record written
+    // back by code that does not know them keeps them.
+    if (!hasKeyboardLayout)
+        query.exec(
+            QStringLiteral("ALTER TABLE device ADD COLUMN keyboard_layout TEXT DEFAULT 'us'"));
+    if (!hasPasteInterval)
+        query.exec(
+            QStringLiteral("ALTER TABLE device ADD COLUMN paste_interval_ms INTEGER DEFAULT %1")
+                .arg(kDefaultPasteIntervalMs));
 
     query.exec(QStringLiteral(
         "CREATE TABLE IF NOT EXISTS app_settings (key TEXT PRIMARY KEY, value TEXT)"));
@@ -222,6 +237,32 @@ QVariantMap DBManager::getLastUsedDevice()
         !query.next())
         return {};
     return recordToMap(query.record());
+}
+
+bool DBManager::setDeviceColumn(const QString &did, const char *column, const QVariant &value)
+{
+    if (!isUsable())
+        return false;
+    QSqlQuery query(m_db);
+    query.prepare(
+        QStringLiteral("UPDATE device SET %1 = ? WHERE did = ?").arg(QLatin1String(column)));
+    query.addBindValue(value);
+    query.addBindValue(did);
+    if (!query.exec()) {
+        qWarning().noquote() << "[DBManager] 保存" << column << "失败:" << query.lastError().text();
+        return false;
+    }
+    return query.numRowsAffected() == 1;
+}
+
+bool DBManager::setDeviceKeyboardLayout(const QString &did, const QString &layout)
+{
+    return setDeviceColumn(did, "keyboard_layout", layout);
+}
+
+bool DBManager::setDevicePasteInterval(const QString &did, int intervalMs)
+{
+    return setDeviceColumn(did, "paste_interval_ms", qBound(0, intervalMs, kMaxPasteIntervalMs));
 }
 
 QString DBManager::getAppSetting(const QString &key, const QString &defaultValue)

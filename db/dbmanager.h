@@ -31,6 +31,11 @@ public:
     QList<QVariantMap> getAllDevices();
     QVariantMap getLastUsedDevice();
 
+    // The box's keyboard layout for pasted text ("us", "de", "ch(de)", ...) and the interval
+    // between paste reports (0: unpaced); kept by the upsert. False when the box is unknown.
+    bool setDeviceKeyboardLayout(const QString &did, const QString &layout);
+    bool setDevicePasteInterval(const QString &did, int intervalMs);
+
     // Stored text, or `defaultValue` when not initialised, on failure, or when absent.
     QString getAppSetting(const QString &key, const QString &defaultValue);
     bool setAppSetting(const QString &key, const QString &value);
@@ -42,6 +47,7 @@ private:
     DBManager() = default;
     void createTables();
     bool isUsable() const;
+    bool setDeviceColumn(const QString &did, const char *column, const QVariant &value);
 
     QSqlDatabase m_db;
     bool m_initialized = false;

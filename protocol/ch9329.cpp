@@ -33,6 +33,14 @@ uint8_t ch9329_proto_sum(const uint8_t *buf, int len)
     return sum;
 }
 
+void ch9329_keyboard_report(uint8_t modifiers, uint8_t usage, uint8_t *out)
+{
+    const uint8_t frame[kCh9329KeyFrameSize] = {0x57, 0xAB, 0x00, 0x02, 0x08, modifiers, 0, usage};
+    for (int i = 0; i < kCh9329KeyFrameSize; ++i)
+        out[i] = frame[i];
+    out[13] = ch9329_proto_sum(out, 13);
+}
+
 int get_shift_origin_val(int key)
 {
     for (const auto &pair : shift_keys) {

@@ -40,6 +40,10 @@ int key_convert(int protocol, int key, int action, uint8_t *out);
 int coord_convert(int protocol, int coordMode, const uint16_t *screenSize, const uint16_t *point,
                   uint8_t buttons, uint8_t wheel, uint8_t *out);
 
+// Writes a 14-byte keyboard frame holding exactly `modifiers` and the one key `usage` (0: none),
+// without touching the held-keys report: for typing that bypasses the operator's keys.
+void ch9329_keyboard_report(uint8_t modifiers, uint8_t usage, uint8_t *out);
+
 // HID usage of a key code (shifted characters first become their unshifted key); 0 for none.
 uint8_t ch9329_kb_hid_mapping(int key);
 // 1 when a key reaches the target: a modifier or a key with a usage; else 0.

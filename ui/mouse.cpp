@@ -9,12 +9,15 @@
 #include <QLabel>
 #include <QMouseEvent>
 #include <QPushButton>
+#include <QSpinBox>
 #include <QToolButton>
 #include <QVBoxLayout>
 
 #include <exception>
 
+#include "console/input/pasteplan.h"
 #include "console/tavrovideo.h"
+#include "db/dbmanager.h"
 #include "serial/deviceuartmanager.h"
 #include "serial/uartmanager.h"
 #include "ui/bundleicon.h"
@@ -189,17 +192,37 @@ void mouse::buildUi()
     grid->addWidget(new QLabel(QStringLiteral("protocol"), content), 2, 0, labelAlignment);
     grid->addWidget(m_comboBoxProtocol, 2, 1);
 
+    // The target's keyboard layout decides which keys type a pasted text.
+    m_comboBoxLayout = new QComboBox(content);
+    m_comboBoxLayout->setObjectName(QStringLiteral("comboBoxLayout"));
+    for (const QString &code : KeyboardLayout::knownLayouts())
+        m_comboBoxLayout->addItem(KeyboardLayout::displayName(code), code);
+    grid->addWidget(new QLabel(tr("target layout"), content), 3, 0, labelAlignment);
+    grid->addWidget(m_comboBoxLayout, 3, 1);
+
+    m_spinPasteInterval = new QSpinBox(content);
+    m_spinPasteInterval->setObjectName(QStringLiteral("spinPasteInterval"));
+    m_spinPasteInterval->setRange(0, kMaxPasteIntervalMs);
+    m_spinPasteInterval->setSuffix(QStringLiteral(" ms"));
+    m_spinPasteInterval->setSpecialValueText(tr("unpaced"));
+    m_spinPasteInterval->setValue(kDefaultPasteIntervalMs);
+    m_spinPasteInterval->setToolTip(
+        tr("Time between the keyboard reports of a paste; a target that reads its keyboard "
+           "every 8 ms needs at least 8"));
+    grid->addWidget(new QLabel(tr("paste interval"), content), 4, 0, labelAlignment);
+    grid->addWidget(m_spinPasteInterval, 4, 1);
+
     m_comboBoxCoordMode = new QComboBox(content);
     m_comboBoxCoordMode->setObjectName(QStringLiteral("comboBoxCoordMode"));
     m_comboBoxCoordMode->addItem(QStringLiteral("absolute"), 0);
     m_comboBoxCoordMode->addItem(QStringLiteral("relative"), 1);
-    grid->addWidget(new QLabel(QStringLiteral("coord mode"), content), 3, 0, labelAlignment);
-    grid->addWidget(m_comboBoxCoordMode, 3, 1);
+    grid->addWidget(new QLabel(QStringLiteral("coord mode"), content), 5, 0, labelAlignment);
+    grid->addWidget(m_comboBoxCoordMode, 5, 1);
 
     m_uartStatusLabel = new QLabel(QStringLiteral("UART: Disconnected"), content);
     m_uartStatusLabel->setObjectName(QStringLiteral("uartStatusLabel"));
     m_uartStatusLabel->setStyleSheet(QLatin1String(kDisconnectedStyle));
-    grid->addWidget(m_uartStatusLabel, 4, 0, 1, 2, labelAlignment);
+    grid->addWidget(m_uartStatusLabel, 6, 0, 1, 2, labelAlignment);
 
     m_outerLayout->addWidget(content);
     setStyleSheet(QLatin1String(kPanelStyle));
@@ -211,6 +234,10 @@ void mouse::buildUi()
             &mouse::onProtocolChosen);
     connect(m_comboBoxCoordMode, qOverload<int>(&QComboBox::currentIndexChanged), this,
             &mouse::onCoordModeChosen);
+    connect(m_comboBoxLayout, qOverload<int>(&QComboBox::currentIndexChanged), this,
+            &mouse::onLayoutChosen);
+    connect(m_spinPasteInterval, qOverload<int>(&QSpinBox::valueChanged), this,
+            &mouse::onPasteIntervalChosen);
 }
 
 void mouse::connectPortSelector()
@@ -300,6 +327,14 @@ void mouse::showLinkModes()
     const QSignalBlocker coordBlocker(m_comboBoxCoordMode);
     m_comboBoxProtocol->setCurrentIndex(m_comboBoxProtocol->findData(m_view->uartProtocol()));
     m_comboBoxCoordMode->setCurrentIndex(m_comboBoxCoordMode->findData(m_view->coordMode()));
+
+    const QSignalBlocker layoutBlocker(m_comboBoxLayout);
+    const QSignalBlocker intervalBlocker(m_spinPasteInterval);
+    const QVariantMap record = DBManager::instance()->getDeviceByDid(m_view->getCurrentDeviceDid());
+    const int layout = m_comboBoxLayout->findData(record.value(QStringLiteral("keyboard_layout")));
+    m_comboBoxLayout->setCurrentIndex(layout >= 0 ? layout : 0);
+    const QVariant interval = record.value(QStringLiteral("paste_interval_ms"));
+    m_spinPasteInterval->setValue(interval.isNull() ? kDefaultPasteIntervalMs : interval.toInt());
 }
 
 void mouse::applyDatabaseConfig()
@@ -434,6 +469,27 @@ void mouse::onCoordModeChosen(int index)
 {
     if (m_view && index >= 0)
         m_view->setCoordModeForCurrentDevice(m_comboBoxCoordMode->itemData(index).toInt());
+}
+
+void mouse::onLayoutChosen(int index)
+{
+    if (!m_view || index < 0)
+        return;
+    const QString code = m_comboBoxLayout->itemData(index).toString();
+    if (DBManager::instance()->setDeviceKeyboardLayout(m_view->getCurrentDeviceDid(), code))
+        qDebug().noquote() << "[Mouse] 目标键盘布局已保存:" << code;
+    else
+        qWarning().noquote() << "[Mouse] 目标键盘布局未能保存（无当前设备记录）:" << code;
+}
+
+void mouse::onPasteIntervalChosen(int ms)
+{
+    if (!m_view)
+        return;
+    if (DBManager::instance()->setDevicePasteInterval(m_view->getCurrentDeviceDid(), ms))
+        qDebug() << "[Mouse] 粘贴间隔已保存:" << ms << "ms";
+    else
+        qWarning() << "[Mouse] 粘贴间隔未能保存（无当前设备记录）:" << ms;
 }
 
 void mouse::updateUartStatusDisplay()

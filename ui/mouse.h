@@ -17,6 +17,8 @@ struct PortListItem;
 // its keyboard-and-mouse link, with the link's state. A floating tool window owned by the console
 // view (its parent). Port and rate changes go to the box's link at once; hiding the panel with a
 // valid port chosen emits hidden(), on which the view reopens the link if its settings changed.
+class QSpinBox;
+
 class mouse : public QWidget
 {
     Q_OBJECT
@@ -31,6 +33,8 @@ public:
     QComboBox *baudSelector() const { return m_comboBoxBaudRate; }
     QComboBox *protocolSelector() const { return m_comboBoxProtocol; }
     QComboBox *coordModeSelector() const { return m_comboBoxCoordMode; }
+    QComboBox *layoutSelector() const { return m_comboBoxLayout; }
+    QSpinBox *pasteIntervalSelector() const { return m_spinPasteInterval; }
     QLabel *statusLabel() const { return m_uartStatusLabel; }
 
 signals:
@@ -61,6 +65,8 @@ private:
     void showLinkModes();
     void onProtocolChosen(int index);
     void onCoordModeChosen(int index);
+    void onLayoutChosen(int index);
+    void onPasteIntervalChosen(int ms);
     // The current box's link; null (after the given log line) without a box.
     DeviceUartManager *currentLink(const char *noDeviceLog) const;
 
@@ -74,6 +80,8 @@ private:
     QComboBox *m_comboBoxBaudRate = nullptr;
     QComboBox *m_comboBoxProtocol = nullptr;
     QComboBox *m_comboBoxCoordMode = nullptr;
+    QComboBox *m_comboBoxLayout = nullptr;
+    QSpinBox *m_spinPasteInterval = nullptr;
     QToolButton *m_uartFreshBtn = nullptr;
     QLabel *m_uartStatusLabel = nullptr;
     bool m_isRefreshing = false;

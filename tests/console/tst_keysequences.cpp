@@ -4,6 +4,7 @@
 #include <QTest>
 
 #include "console/input/keysequences.h"
+#include "console/input/pasteplan.h"
 
 Q_DECLARE_METATYPE(QList<KeyStroke>)
 
@@ -41,6 +42,8 @@ private slots:
     void pasteClassification_data();
     void pasteClassification();
     void pastePreview();
+    void pastePlan_data();
+    void pastePlan();
 };
 
 void TestKeySequences::namedInputs_data()
@@ -162,6 +165,60 @@ void TestKeySequences::pastePreview()
     const QString longText = QString(100, 'a') + QString(50, 'b');
     QCOMPARE(::pastePreview(longText), QString(100, 'a'));
     QCOMPARE(::pastePreview(QStringLiteral("short")), QStringLiteral("short"));
+}
+
+void TestKeySequences::pastePlan_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("layout");
+    // Reports as "modifiers:usage" in hex; "0:0" is every key up.
+    QTest::addColumn<QStringList>("reports");
+    QTest::addColumn<int>("characters");
+    QTest::addColumn<int>("skipped");
+
+    // A repeated character is two presses with a release between them.
+    QTest::newRow("aA on us") << "aaA"
+                              << "us" << QStringList{"0:4", "0:0", "0:4", "0:0", "2:4", "0:0"} << 3
+                              << 0;
+    // Windows and old Mac line breaks are one Return each.
+    QTest::newRow("line breaks") << "a\r\nb\rc\n"
+                                 << "us" << QStringList{"0:4",  "0:0", "0:28", "0:0", "0:5",  "0:0",
+                                                        "0:28", "0:0", "0:6",  "0:0", "0:28", "0:0"}
+                                 << 6 << 0;
+    // What the layout cannot type is skipped and counted; the rest goes on.
+    QTest::newRow("skipped") << QStringLiteral("x\u00e9\u4e2dy\u00e9") << "us"
+                             << QStringList{"0:1b", "0:0", "0:1c", "0:0"} << 5 << 3;
+    // On a German target: z is the key a US keyboard calls Y, @ is AltGr+Q, ^ a dead key and
+    // Space.
+    QTest::newRow("de") << "z@^"
+                        << "de"
+                        << QStringList{"0:1c", "0:0", "40:14", "0:0", "0:35", "0:0", "0:2c", "0:0"}
+                        << 3 << 0;
+}
+
+void TestKeySequences::pastePlan()
+{
+    QFETCH(QString, text);
+    QFETCH(QString, layout);
+    QFETCH(QStringList, reports);
+    QFETCH(int, characters);
+    QFETCH(int, skipped);
+
+    KeyboardLayout compiled;
+    QString error;
+    QVERIFY2(KeyboardLayout::compile(layout, compiled, error), qPrintable(error));
+    const PastePlan plan = planPaste(text, compiled);
+    QStringList got;
+    for (const PastePlan::Report &report : plan.reports)
+        got << QStringLiteral("%1:%2").arg(report.modifiers, 0, 16).arg(report.usage, 0, 16);
+    QCOMPARE(got, reports);
+    QCOMPARE(plan.characters, characters);
+    QCOMPARE(plan.skipped, skipped);
+    // Progress only grows, and the last report finishes the text.
+    for (int i = 1; i < plan.reports.size(); ++i)
+        QVERIFY(plan.reports.at(i).character >= plan.reports.at(i - 1).character);
+    if (!plan.reports.isEmpty())
+        QCOMPARE(plan.reports.last().character, characters);
 }
 
 QTEST_APPLESS_MAIN(TestKeySequences)

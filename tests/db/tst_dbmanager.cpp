@@ -61,6 +61,7 @@ private slots:
     void insertThenReadBack();
     void insertWithoutDidWritesNothing();
     void updateWithOnlyPortNullsOtherColumns();
+    void pasteSettingsSurviveTheUpsert();
     void batchFailureRollsBack();
     void batchSuccessAndEmptyBatch();
     void lastUsedDeviceIsNewestUpdate();
@@ -103,7 +104,8 @@ void TestDBManager::firstStartCreatesSchemaAndDefaultSetting()
     QCOMPARE(columnsOf("device"),
              QStringList({"id", "did", "device_name", "sys_desc_name", "device_id", "uart_port",
                           "baud_rate", "protocol", "coord_mode", "create_time", "update_time",
-                          "audio_input_device_id", "cursor_correction_enabled"}));
+                          "audio_input_device_id", "cursor_correction_enabled", "keyboard_layout",
+                          "paste_interval_ms"}));
     QCOMPARE(columnsOf("app_settings"), QStringList({"key", "value"}));
     QCOMPARE(rowCount("app_settings"), 1);
     QCOMPARE(DBManager::instance()->getAppSetting("multi_same_display", "?"), QString("0"));
@@ -136,10 +138,13 @@ void TestDBManager::oldFileIsMigrated()
     QVERIFY(columnsOf("device").contains("cursor_correction_enabled"));
     for (const QString &did : {kDid1, kDid2}) {
         const QVariantMap row = DBManager::instance()->getDeviceByDid(did);
-        QCOMPARE(row.size(), 13);
+        QCOMPARE(row.size(), 15);
         QCOMPARE(row.value("cursor_correction_enabled").toInt(), 0);
         QVERIFY(!row.value("cursor_correction_enabled").isNull());
         QVERIFY(row.value("audio_input_device_id").isNull());
+        // Boxes known before pasting had a layout type on US, paced.
+        QCOMPARE(row.value("keyboard_layout").toString(), QString("us"));
+        QCOMPARE(row.value("paste_interval_ms").toInt(), 10);
     }
     QCOMPARE(DBManager::instance()->getDeviceByDid(kDid1).value("uart_port").toString(),
              QString("ttyACM0"));
@@ -157,7 +162,7 @@ void TestDBManager::reinitChangesNothing()
     QVERIFY(db->initDatabase(path));
     QCOMPARE(db->getDeviceByDid(kDid1), before);
     QCOMPARE(db->getAppSetting("multi_same_display", "?"), QString("1"));
-    QCOMPARE(columnsOf("device").size(), 13);
+    QCOMPARE(columnsOf("device").size(), 15);
     QCOMPARE(rowCount("device"), 1);
 }
 
@@ -168,7 +173,7 @@ void TestDBManager::insertThenReadBack()
     QVERIFY(db->insertOrUpdateDevice(box(kDid1, "ttyACM0")));
 
     const QVariantMap row = db->getDeviceByDid(kDid1);
-    QCOMPARE(row.size(), 13);
+    QCOMPARE(row.size(), 15);
     const QVariantMap written = box(kDid1, "ttyACM0");
     for (auto it = written.begin(); it != written.end(); ++it)
         QCOMPARE(row.value(it.key()).toString(), it.value().toString());
@@ -210,6 +215,23 @@ void TestDBManager::updateWithOnlyPortNullsOtherColumns()
     QVERIFY(QRegularExpression(R"(^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d$)")
                 .match(row.value("update_time").toString())
                 .hasMatch());
+}
+
+void TestDBManager::pasteSettingsSurviveTheUpsert()
+{
+    auto *db = DBManager::instance();
+    QVERIFY(db->insertOrUpdateDevice(box(kDid1, "ttyACM0")));
+    QVERIFY(db->setDeviceKeyboardLayout(kDid1, "ch(de)"));
+    QVERIFY(db->setDevicePasteInterval(kDid1, 25));
+    // Code that writes the record back without knowing these columns keeps them.
+    QVERIFY(db->insertOrUpdateDevice({{"did", kDid1}, {"uart_port", "ttyACM1"}}));
+    QCOMPARE(db->getDeviceByDid(kDid1).value("keyboard_layout").toString(), QString("ch(de)"));
+    QCOMPARE(db->getDeviceByDid(kDid1).value("paste_interval_ms").toInt(), 25);
+    // Out of range is held to the range; an unknown box is refused.
+    QVERIFY(db->setDevicePasteInterval(kDid1, 100000));
+    QCOMPARE(db->getDeviceByDid(kDid1).value("paste_interval_ms").toInt(), 100);
+    QVERIFY(!db->setDeviceKeyboardLayout(kDid2, "de"));
+    QVERIFY(db->getDeviceByDid(kDid2).isEmpty());
 }
 
 void TestDBManager::batchFailureRollsBack()

@@ -1,0 +1,193 @@
+// Paste against a simulated target with a German layout that reads its keyboard every 8 ms, as
+// real targets do: the paced paste arrives character for character, an unpaced one loses
+// characters, and a cancelled one stops at once with every key up.
+
+#include <QApplication>
+#include <QClipboard>
+#include <QMouseEvent>
+#include <QSignalSpy>
+#include <QTest>
+
+#include "db/dbmanager.h"
+#include "serial/deviceuartmanager.h"
+#include "serial/uartmanager.h"
+#include "targetscreen.h"
+#include "tests/support/consolewithbox.h"
+
+namespace {
+
+constexpr char kCameraSerial[] = "TKPASTE1";
+constexpr int kPasteTimeoutMs = 120000;
+
+QString screenFile()
+{
+    return QString::fromLocal8Bit(qgetenv("TAVROKVM_VCAM_TARGETS")) + '/' + kCameraSerial +
+           ".screen";
+}
+
+// 2000 characters: every printable ASCII character in turn, a line break after every 60 and a
+// tab after every 97.
+QString everyPrintableCharacter()
+{
+    QString text;
+    int next = 0;
+    while (text.size() < 2000) {
+        if (text.size() % 61 == 60)
+            text += '\n';
+        else if (text.size() % 98 == 97)
+            text += '\t';
+        else
+            text += QChar(0x20 + next++ % 95);
+    }
+    return text;
+}
+
+} // namespace
+
+class TestPasteLayout : public QObject
+{
+    Q_OBJECT
+private slots:
+    void initTestCase();
+    void cleanupTestCase();
+    void init();
+    void pacedPasteArrivesExactly();
+    void unpacedPasteLosesCharacters();
+    void cancelStopsTypingAndReleasesEverything();
+
+private:
+    targetscreen::State screen();
+    QString targetText() { return QString::fromStdString(screen().textString()); }
+    // Clears the target's text with Backspace until it is empty.
+    void clearTargetText();
+
+    ConsoleWithBox m_console;
+    TavroVideo *m_view = nullptr;
+    targetscreen::Reader m_reader{screenFile().toStdString()};
+};
+
+void TestPasteLayout::initTestCase()
+{
+    QVERIFY(
+        m_console.start({"--screen-file", screenFile(), "--layout", "de", "--hid-poll-ms", "8"}));
+    m_view = m_console.view();
+    const QString did = m_view->getCurrentDeviceDid();
+    QCOMPARE(DBManager::instance()->getDeviceByDid(did).value("keyboard_layout").toString(),
+             QStringLiteral("us"));
+    QVERIFY(DBManager::instance()->setDeviceKeyboardLayout(did, QStringLiteral("de")));
+}
+
+void TestPasteLayout::cleanupTestCase()
+{
+    m_console.stop();
+}
+
+void TestPasteLayout::init()
+{
+    QVERIFY(DBManager::instance()->setDevicePasteInterval(m_view->getCurrentDeviceDid(), 10));
+    clearTargetText();
+}
+
+targetscreen::State TestPasteLayout::screen()
+{
+    targetscreen::State state;
+    if (!m_reader.read(state, 0))
+        qWarning("the box's screen cannot be read");
+    return state;
+}
+
+void TestPasteLayout::clearTargetText()
+{
+    // A fresh box is quicker than thousands of Backspaces.
+    if (targetText().isEmpty())
+        return;
+    QVERIFY(
+        m_console.box().startReady(m_console.linkPath(), {"--screen-file", screenFile(), "--layout",
+                                                          "de", "--hid-poll-ms", "8"}));
+    QTRY_VERIFY_WITH_TIMEOUT(targetText().isEmpty(), 10000);
+    // The console finds the box again and greets it.
+    QVERIFY(!m_console.box().next(QStringLiteral("hello")).isEmpty());
+    DeviceUartManager *link =
+        UartManager::instance()->getDeviceUartManager(m_view->getCurrentDeviceDid());
+    QTRY_VERIFY_WITH_TIMEOUT(link && link->isConnected(), 10000);
+}
+
+void TestPasteLayout::pacedPasteArrivesExactly()
+{
+    const QString text = everyPrintableCharacter();
+    QCOMPARE(text.size(), 2000);
+    QGuiApplication::clipboard()->setText(text);
+    QSignalSpy progress(m_view, &TavroVideo::statusBarMessageRequested);
+    m_view->pasteTextAsKeyEvents();
+    QVERIFY(m_view->isPasting());
+
+    // While it types, the mouse still reaches the target and the operator's own key waits.
+    QTRY_VERIFY(targetText().size() >= 50);
+    const QPoint at = m_view->getActualVideoDisplayRect().center();
+    QMouseEvent move(QEvent::MouseMove, at, m_view->mapToGlobal(at), Qt::NoButton, Qt::NoButton,
+                     Qt::NoModifier);
+    QApplication::sendEvent(m_view, &move);
+    QTRY_VERIFY(screen().cursorX > 0);
+    QVERIFY(m_view->isPasting());
+    QTest::keyClick(m_view, Qt::Key_7);
+
+    QTRY_VERIFY_WITH_TIMEOUT(!m_view->isPasting(), kPasteTimeoutMs);
+    QTRY_COMPARE(targetText(), text + "7");
+    QCOMPARE(screen().heldKeys, 0u);
+    QCOMPARE(m_console.box().namesSeen().count(QStringLiteral("report_lost")), 0);
+    QCOMPARE(progress.last().first().toString(), QStringLiteral("2000 / 2000"));
+    QVERIFY(progress.size() > 100); // "n / N" as it goes
+}
+
+void TestPasteLayout::unpacedPasteLosesCharacters()
+{
+    QVERIFY(DBManager::instance()->setDevicePasteInterval(m_view->getCurrentDeviceDid(), 0));
+    const QString text = QString("abcdefghij").repeated(50);
+    QGuiApplication::clipboard()->setText(text);
+    m_view->pasteTextAsKeyEvents();
+    QVERIFY(!m_view->isPasting()); // typed at once
+    QTest::qWait(500);
+    // Reports replaced before the target read them never typed anything.
+    const int arrived = targetText().size();
+    QVERIFY2(arrived < text.size() / 2, qPrintable(QString::number(arrived)));
+    QVERIFY(m_console.box().namesSeen().count(QStringLiteral("report_lost")) > text.size());
+}
+
+void TestPasteLayout::cancelStopsTypingAndReleasesEverything()
+{
+    QGuiApplication::clipboard()->setText(everyPrintableCharacter());
+    QSignalSpy progress(m_view, &TavroVideo::statusBarMessageRequested);
+    m_view->pasteTextAsKeyEvents();
+    QTRY_VERIFY_WITH_TIMEOUT(
+        !progress.isEmpty() && progress.last().first().toString().startsWith("100 / "), 20000);
+    QTest::keyClick(m_view, Qt::Key_Escape);
+    QVERIFY(!m_view->isPasting());
+    QTest::qWait(100);
+    const QString typed = targetText();
+    QVERIFY2(typed.size() >= 100 && typed.size() <= 102, qPrintable(QString::number(typed.size())));
+    QVERIFY(everyPrintableCharacter().startsWith(typed));
+    QTest::qWait(300);
+    QCOMPARE(targetText(), typed); // nothing more arrives
+    QCOMPARE(screen().heldKeys, 0u);
+    QVERIFY(progress.last().first().toString().contains(QStringLiteral(" / 2000")));
+
+    // The toolbar's entry cancels as well.
+    m_view->pasteTextAsKeyEvents();
+    QVERIFY(m_view->isPasting());
+    m_view->pasteTextAsKeyEvents();
+    QVERIFY(!m_view->isPasting());
+    QTest::qWait(100);
+    QCOMPARE(screen().heldKeys, 0u);
+}
+
+int main(int argc, char **argv)
+{
+    qputenv("TAVROKVM_VCAM_DEVICES", QByteArray("box2131:") + kCameraSerial);
+    QTemporaryDir targets;
+    qputenv("TAVROKVM_VCAM_TARGETS", QFile::encodeName(targets.path()));
+    QApplication app(argc, argv);
+    TestPasteLayout test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_pastelayout.moc"
