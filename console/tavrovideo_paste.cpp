@@ -106,9 +106,13 @@ void TavroVideo::sendNextPasteReport()
         return;
     }
     const int before = m_pasteNext == 0 ? 0 : m_pastePlan.reports.at(m_pasteNext - 1).character;
-    if (report.character != before)
-        emit statusBarMessageRequested(progressText(report.character, m_pastePlan.characters));
-    if (++m_pasteNext >= m_pastePlan.reports.size()) {
+    const int done = report.character;
+    const bool last = ++m_pasteNext >= m_pastePlan.reports.size();
+    if (done != before && !last)
+        emit statusBarMessageRequested(progressText(done, m_pastePlan.characters));
+    if (!isPasting())
+        return; // cancelled by whoever heard the progress
+    if (last) {
         finishPaste(false);
         return;
     }
