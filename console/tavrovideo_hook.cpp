@@ -5,6 +5,7 @@
 // console should hold it, and Ctrl+Alt+Shift+Escape gives it back until the window is activated
 // again.
 #include <QApplication>
+#include <QCoreApplication>
 #include <QDebug>
 #include <QGuiApplication>
 #include <QKeyEvent>
@@ -181,7 +182,7 @@ void releaseKeyboardByOperator()
     syncKeyboardGrab(nullptr, nullptr);
     if (state.owner)
         emit state.owner->statusBarMessageRequested(
-            QStringLiteral("键盘已交还桌面，重新激活窗口后恢复捕获"));
+            QCoreApplication::translate("TavroVideo", "键盘已交还桌面，重新激活窗口后恢复捕获"));
 }
 
 // Ctrl+Alt+Shift+Escape in the hook owner's window. Application-wide, so that it comes before
@@ -274,16 +275,19 @@ void showAccessibilityPermissionDialog()
 
     QMessageBox box;
     box.setIcon(QMessageBox::Information);
-    box.setWindowTitle(QStringLiteral("需要辅助功能权限"));
-    box.setText(QStringLiteral("为了捕获 Ctrl+Space 等系统快捷键，应用需要辅助功能权限。"));
-    box.setInformativeText(
-        QStringLiteral("请按照以下步骤授权：\n\n1. 点击下方的「打开系统偏好设置」按钮\n2. "
-                       "在「隐私与安全性」→「辅助功能」中\n3. 点击左下角的锁图标解锁设置\n4. "
-                       "勾选本应用程序以授予权限\n5. 重启应用程序使权限生效\n\n注意：这是 macOS "
-                       "系统的安全要求，我们不会滥用此权限。"));
-    QPushButton *open = box.addButton(QStringLiteral("打开系统偏好设置"), QMessageBox::ActionRole);
-    QPushButton *recheck = box.addButton(QStringLiteral("重新检查权限"), QMessageBox::ActionRole);
-    box.addButton(QStringLiteral("稍后设置"), QMessageBox::RejectRole);
+    box.setWindowTitle(QCoreApplication::translate("TavroVideo", "需要辅助功能权限"));
+    box.setText(QCoreApplication::translate(
+        "TavroVideo", "为了捕获 Ctrl+Space 等系统快捷键，应用需要辅助功能权限。"));
+    box.setInformativeText(QCoreApplication::translate(
+        "TavroVideo", "请按照以下步骤授权：\n\n1. 点击下方的「打开系统偏好设置」按钮\n2. "
+                      "在「隐私与安全性」→「辅助功能」中\n3. 点击左下角的锁图标解锁设置\n4. "
+                      "勾选本应用程序以授予权限\n5. 重启应用程序使权限生效\n\n注意：这是 macOS "
+                      "系统的安全要求，我们不会滥用此权限。"));
+    QPushButton *open = box.addButton(QCoreApplication::translate("TavroVideo", "打开系统偏好设置"),
+                                      QMessageBox::ActionRole);
+    QPushButton *recheck = box.addButton(QCoreApplication::translate("TavroVideo", "重新检查权限"),
+                                         QMessageBox::ActionRole);
+    box.addButton(QCoreApplication::translate("TavroVideo", "稍后设置"), QMessageBox::RejectRole);
     box.setDefaultButton(open);
     box.exec();
 
@@ -291,11 +295,13 @@ void showAccessibilityPermissionDialog()
         openSystemSettingsPane(SystemSettingsPane::AccessibilityPrivacy);
     } else if (box.clickedButton() == recheck) {
         if (checkAccessibilityPermission())
-            QMessageBox::information(nullptr, QStringLiteral("权限检查"),
-                                     QStringLiteral("权限已授予！请重启应用程序使权限生效。"));
+            QMessageBox::information(nullptr, QCoreApplication::translate("TavroVideo", "权限检查"),
+                                     QCoreApplication::translate(
+                                         "TavroVideo", "权限已授予！请重启应用程序使权限生效。"));
         else
-            QMessageBox::warning(nullptr, QStringLiteral("权限检查"),
-                                 QStringLiteral("权限尚未授予，请按照说明完成授权。"));
+            QMessageBox::warning(
+                nullptr, QCoreApplication::translate("TavroVideo", "权限检查"),
+                QCoreApplication::translate("TavroVideo", "权限尚未授予，请按照说明完成授权。"));
     }
     if (TavroVideo *stillOwner = hookState().owner)
         stillOwner->m_permissionDialogShowing = false;

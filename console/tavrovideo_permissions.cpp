@@ -68,16 +68,15 @@ void TavroVideo::showCameraPermissionDialog()
     m_permissionDialogShowing = true;
     QMessageBox box(this);
     box.setIcon(QMessageBox::Information);
-    box.setWindowTitle(QStringLiteral("需要摄像头权限"));
-    box.setText(QStringLiteral("应用需要摄像头权限以显示视频预览和进行视频通话。"));
-    box.setInformativeText(QStringLiteral(
-        "请按照以下步骤授权：\n\n1. 点击下方的「打开系统设置」按钮\n2. "
-        "在「隐私与安全性」→「相机」中\n3. 在列表中找到本应用程序\n4. "
-        "确保应用程序的权限开关处于启用状态\n5. 重启应用程序使权限生效\n\n注意：这是 macOS "
-        "系统的安全要求，我们不会滥用此权限。"));
-    QPushButton *openSettings =
-        box.addButton(QStringLiteral("打开系统设置"), QMessageBox::AcceptRole);
-    box.addButton(QStringLiteral("稍后设置"), QMessageBox::RejectRole);
+    box.setWindowTitle(tr("需要摄像头权限"));
+    box.setText(tr("应用需要摄像头权限以显示视频预览和进行视频通话。"));
+    box.setInformativeText(
+        tr("请按照以下步骤授权：\n\n1. 点击下方的「打开系统设置」按钮\n2. "
+           "在「隐私与安全性」→「相机」中\n3. 在列表中找到本应用程序\n4. "
+           "确保应用程序的权限开关处于启用状态\n5. 重启应用程序使权限生效\n\n注意：这是 macOS "
+           "系统的安全要求，我们不会滥用此权限。"));
+    QPushButton *openSettings = box.addButton(tr("打开系统设置"), QMessageBox::AcceptRole);
+    box.addButton(tr("稍后设置"), QMessageBox::RejectRole);
     box.setDefaultButton(openSettings);
     box.exec();
     if (box.clickedButton() == openSettings)

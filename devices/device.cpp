@@ -147,7 +147,7 @@ device::device(QWidget *parent, TavroVideo *view)
                                                          : QStringLiteral("0"));
         });
     });
-    ui->checkBoxShowMode->setToolTip(QStringLiteral("重启后生效"));
+    ui->checkBoxShowMode->setToolTip(tr("重启后生效"));
 
     m_blinkPhase = true;
     m_currentRow = -1;
@@ -230,9 +230,9 @@ void device::setupButtons()
     connect(ui->btnHideDeviceList, &QToolButton::clicked, this, &device::toggleDeviceList);
     // Boxes join the list by being plugged in and leave it by being unplugged.
     ui->btnAddDevice->setEnabled(false);
-    ui->btnAddDevice->setToolTip(QStringLiteral("插入盒子后自动出现在列表中"));
+    ui->btnAddDevice->setToolTip(tr("插入盒子后自动出现在列表中"));
     ui->btnDelDevice->setEnabled(false);
-    ui->btnDelDevice->setToolTip(QStringLiteral("拔下盒子后自动从列表中移除"));
+    ui->btnDelDevice->setToolTip(tr("拔下盒子后自动从列表中移除"));
     connect(ui->deviceListSearchEdit, &QLineEdit::textChanged, this, &device::applySearchFilter);
 }
 

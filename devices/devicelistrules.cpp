@@ -1,5 +1,6 @@
 #include "devices/devicelistrules.h"
 
+#include <QCoreApplication>
 #include <QCryptographicHash>
 
 #include <cmath>
@@ -58,7 +59,9 @@ QStringList deviceMenuItemTexts(const QStringList &rowLabels)
     QStringList texts;
     for (int i = 0; i < rowLabels.size(); ++i) {
         const QString label = rowLabels.at(i).trimmed();
-        texts.append(label.isEmpty() ? QStringLiteral("设备 %1").arg(i + 1) : label);
+        texts.append(label.isEmpty()
+                         ? QCoreApplication::translate("DeviceList", "设备 %1").arg(i + 1)
+                         : label);
     }
     return texts;
 }

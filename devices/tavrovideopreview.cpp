@@ -44,7 +44,7 @@ TavroVideoPreview::TavroVideoPreview(int slot, QWidget *parent) : QWidget(parent
     setPalette(black);
     setMinimumSize(1, 1);
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
-    setToolTip(QStringLiteral("双击画面可切换到主画布全屏显示"));
+    setToolTip(tr("双击画面可切换到主画布全屏显示"));
 
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
@@ -75,7 +75,7 @@ TavroVideoPreview::TavroVideoPreview(int slot, QWidget *parent) : QWidget(parent
     m_sink = new QVideoSink(this);
     connect(m_sink, &QVideoSink::videoFrameChanged, this, &TavroVideoPreview::onPreviewVideoFrame);
 
-    m_placeholder = new QLabel(QStringLiteral("主画面占用该设备"), m_surface);
+    m_placeholder = new QLabel(tr("主画面占用该设备"), m_surface);
     m_placeholder->setAlignment(Qt::AlignCenter);
     m_placeholder->setStyleSheet(QStringLiteral(
         "background-color: rgba(0,0,0,160); color: #e0e0e0; font-size: 12px; padding: 6px;"));

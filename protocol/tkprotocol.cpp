@@ -2,6 +2,7 @@
 
 #include "protocol/deviceinfo.h"
 
+#include <QCoreApplication>
 #include <QDateTime>
 #include <QStringList>
 #include <QtEndian>
@@ -164,7 +165,7 @@ bool TkProtocol::tryConsumeOnePacket(QByteArray &buffer, TkPacket &packet, quint
 QString TkProtocol::formatDeviceInfoPayload(const QByteArray &payload)
 {
     if (payload.isEmpty())
-        return QStringLiteral("(无数据)");
+        return QCoreApplication::translate("TkProtocol", "(无数据)");
 
     const DeviceInfoRecord r = decodeDeviceInfoRecord(payload);
     const qsizetype length = payload.size();
@@ -179,7 +180,7 @@ QString TkProtocol::formatDeviceInfoPayload(const QByteArray &payload)
         while (j < serial.size() && serial.at(j) == QLatin1Char('0'))
             ++j;
         if (i > 0 && j == serial.size())
-            serial = QStringLiteral("(无效)");
+            serial = QCoreApplication::translate("TkProtocol", "(无效)");
     }
 
     const auto version = [](quint16 v) {
@@ -196,29 +197,29 @@ QString TkProtocol::formatDeviceInfoPayload(const QByteArray &payload)
         return QStringLiteral("%1.%2").arg(tenths / 10).arg(tenths % 10);
     };
 
-    QString modeText = QStringLiteral("未知");
+    QString modeText = QCoreApplication::translate("TkProtocol", "未知");
     if (r.mouseMode == 1)
-        modeText = QStringLiteral("相对坐标");
+        modeText = QCoreApplication::translate("TkProtocol", "相对坐标");
     else if (r.mouseMode == 2)
-        modeText = QStringLiteral("绝对坐标");
+        modeText = QCoreApplication::translate("TkProtocol", "绝对坐标");
 
-    QString wheelText = QStringLiteral("未知");
+    QString wheelText = QCoreApplication::translate("TkProtocol", "未知");
     if (r.wheelDirection == 0 && length > DeviceInfoLayout::WheelDirection)
-        wheelText = QStringLiteral("向上");
+        wheelText = QCoreApplication::translate("TkProtocol", "向上");
     else if (r.wheelDirection == 1)
-        wheelText = QStringLiteral("向下");
+        wheelText = QCoreApplication::translate("TkProtocol", "向下");
 
     QString dirText = QStringLiteral("N/A");
     if (length > DeviceInfoLayout::UdiskDirection) {
         if (r.udiskDirection == 0)
-            dirText = QStringLiteral("未知(0)");
+            dirText = QCoreApplication::translate("TkProtocol", "未知(0)");
         else if (r.udiskDirection == 1)
-            dirText = QStringLiteral("Target/目标机");
+            dirText = QCoreApplication::translate("TkProtocol", "Target/目标机");
         else if (r.udiskDirection == 2)
-            dirText = QStringLiteral("Host/主机");
+            dirText = QCoreApplication::translate("TkProtocol", "Host/主机");
     }
 
-    QString runText = QStringLiteral("未知");
+    QString runText = QCoreApplication::translate("TkProtocol", "未知");
     if (r.runState == 2)
         runText = QStringLiteral("bootloader");
     else if (r.runState == 3)
@@ -231,42 +232,46 @@ QString TkProtocol::formatDeviceInfoPayload(const QByteArray &payload)
     const bool hasAutoMove = length > DeviceInfoLayout::MouseAutoMove;
     QString autoMoveText = QStringLiteral("N/A");
     if (hasAutoMove)
-        autoMoveText = r.mouseAutoMove == 1 ? QStringLiteral("启用") : QStringLiteral("禁用");
+        autoMoveText = r.mouseAutoMove == 1 ? QCoreApplication::translate("TkProtocol", "启用")
+                                            : QCoreApplication::translate("TkProtocol", "禁用");
 
     // Multi-argument arg() substitutes in one pass, so a '%' inside a value (the build time is
     // free text) is never taken for a placeholder.
     QStringList lines;
-    lines << QStringLiteral("更新时间: %1")
+    lines << QCoreApplication::translate("TkProtocol", "更新时间: %1")
                  .arg(QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd hh:mm:ss")));
-    lines << QStringLiteral("序列号(hex): %1").arg(serial);
-    lines << QStringLiteral("固件版本: %1 (原始值: %2)")
+    lines << QCoreApplication::translate("TkProtocol", "序列号(hex): %1").arg(serial);
+    lines << QCoreApplication::translate("TkProtocol", "固件版本: %1 (原始值: %2)")
                  .arg(version(r.firmwareVersion), num(r.firmwareVersion));
-    lines << QStringLiteral("硬件版本: %1 (原始值: %2)")
+    lines << QCoreApplication::translate("TkProtocol", "硬件版本: %1 (原始值: %2)")
                  .arg(version(r.hardwareVersion), num(r.hardwareVersion));
-    lines << QStringLiteral("Bootloader版本: %1 (原始值: %2)")
+    lines << QCoreApplication::translate("TkProtocol", "Bootloader版本: %1 (原始值: %2)")
                  .arg(version(r.bootloaderVersion), num(r.bootloaderVersion));
-    lines << QStringLiteral("MCU温度: %1°C (原始值: %2)")
+    lines << QCoreApplication::translate("TkProtocol", "MCU温度: %1°C (原始值: %2)")
                  .arg(celsius(r.mcuTemperature), num(r.mcuTemperature));
-    lines << QStringLiteral("鼠标: 模式=%1 (%2), 滚轮方向=%3 (%4), 灵敏度=%5")
+    lines << QCoreApplication::translate("TkProtocol",
+                                         "鼠标: 模式=%1 (%2), 滚轮方向=%3 (%4), 灵敏度=%5")
                  .arg(modeText, num(r.mouseMode), wheelText, num(r.wheelDirection),
                       num(r.mouseSensitivity));
-    lines << QStringLiteral("U盘方向: %1 (%2)").arg(dirText, num(r.udiskDirection));
-    lines << QStringLiteral("USB(目标): 波特率=%1, VID=%2, PID=%3")
+    lines << QCoreApplication::translate("TkProtocol", "U盘方向: %1 (%2)")
+                 .arg(dirText, num(r.udiskDirection));
+    lines << QCoreApplication::translate("TkProtocol", "USB(目标): 波特率=%1, VID=%2, PID=%3")
                  .arg(r.targetUsbBaud == 0xFFFFFFFFu ? QStringLiteral("N/A") : num(r.targetUsbBaud),
                       usbId(r.targetUsbVid), usbId(r.targetUsbPid));
-    lines << QStringLiteral("USB(主机): 波特率=%1, VID=%2, PID=%3")
+    lines << QCoreApplication::translate("TkProtocol", "USB(主机): 波特率=%1, VID=%2, PID=%3")
                  .arg(r.hostUsbBaud == 0 ? QStringLiteral("N/A") : num(r.hostUsbBaud),
                       usbId(r.hostUsbVid), usbId(r.hostUsbPid));
-    lines << QStringLiteral("运行状态: %1 (原始值: %2)").arg(runText, num(r.runState));
-    lines << QStringLiteral("编译时间: %1").arg(buildTime);
-    lines << QStringLiteral("鼠标微动: %1 (%2)")
+    lines << QCoreApplication::translate("TkProtocol", "运行状态: %1 (原始值: %2)")
+                 .arg(runText, num(r.runState));
+    lines << QCoreApplication::translate("TkProtocol", "编译时间: %1").arg(buildTime);
+    lines << QCoreApplication::translate("TkProtocol", "鼠标微动: %1 (%2)")
                  .arg(autoMoveText, num(hasAutoMove ? int(r.mouseAutoMove) : -1));
     if (length >= DeviceInfoLayout::RecordSize) {
-        lines << QStringLiteral("UVM32: app数=%1, 总大小=%2, CRC=0x%3")
+        lines << QCoreApplication::translate("TkProtocol", "UVM32: app数=%1, 总大小=%2, CRC=0x%3")
                      .arg(num(r.imageAppCount), num(r.imageTotalSize),
                           QStringLiteral("%1").arg(r.imageCrc, 8, 16, QLatin1Char('0')));
     }
-    lines << QStringLiteral("原始数据长度: %1 字节").arg(length);
+    lines << QCoreApplication::translate("TkProtocol", "原始数据长度: %1 字节").arg(length);
     return lines.join(QLatin1Char('\n'));
 }
 

@@ -35,10 +35,9 @@ void CustomTitleBar::setupUi()
         button->setToolTip(tip);
         return button;
     };
-    m_closeButton = makeButton("closeButton", QStringLiteral("x"), QStringLiteral("关闭"));
-    m_minimizeButton = makeButton("minimizeButton", QStringLiteral("-"), QStringLiteral("最小化"));
-    m_maximizeButton =
-        makeButton("maximizeButton", QStringLiteral("[]"), QStringLiteral("最大化 / 还原"));
+    m_closeButton = makeButton("closeButton", QStringLiteral("x"), tr("关闭"));
+    m_minimizeButton = makeButton("minimizeButton", QStringLiteral("-"), tr("最小化"));
+    m_maximizeButton = makeButton("maximizeButton", QStringLiteral("[]"), tr("最大化 / 还原"));
     layout->addWidget(m_closeButton);
     layout->addWidget(m_minimizeButton);
     layout->addWidget(m_maximizeButton);

@@ -24,12 +24,16 @@ namespace {
 enum Section { VideoSection = 0, AudioSection = 1, SerialSection = 2, BaudSection = 3 };
 
 const char *const kSectionTitles[DeviceSettingsDialog::kSectionCount] = {
-    "1. 视频设备列表", "2. 输入音频设备列表", "3. 串口设备列表", "4. 波特率"};
+    QT_TRANSLATE_NOOP("DeviceSettingsDialog", "1. 视频设备列表"),
+    QT_TRANSLATE_NOOP("DeviceSettingsDialog", "2. 输入音频设备列表"),
+    QT_TRANSLATE_NOOP("DeviceSettingsDialog", "3. 串口设备列表"),
+    QT_TRANSLATE_NOOP("DeviceSettingsDialog", "4. 波特率")};
 
 const int kBaudRates[] = {9600,   14400,  19200,   38400,   57600,   115200, 230400,
                           460800, 921600, 1000000, 1152000, 1500000, 2000000};
 
-const QString kNoDeviceText = QStringLiteral("请先连接并选择 UVC 视频设备。");
+const char kNoDeviceText[] =
+    QT_TRANSLATE_NOOP("DeviceSettingsDialog", "请先连接并选择 UVC 视频设备。");
 
 const char kDialogStyle[] =
     R"(QDialog#deviceSettingsDialog { background-color: #232323; color: #e0e0e0; }
@@ -86,7 +90,7 @@ DeviceSettingsDialog::DeviceSettingsDialog(QWidget *parent, TavroVideo *view)
     : QDialog(parent), m_view(view)
 {
     setObjectName(QStringLiteral("deviceSettingsDialog"));
-    setWindowTitle(QStringLiteral("设备设置"));
+    setWindowTitle(tr("设备设置"));
     setModal(true);
     resize(598, 676);
     buildUi();
@@ -100,7 +104,7 @@ void DeviceSettingsDialog::buildUi()
     layout->setContentsMargins(14, 14, 14, 14);
     layout->setSpacing(10);
 
-    auto *heading = new QLabel(QStringLiteral("设备设置"), this);
+    auto *heading = new QLabel(tr("设备设置"), this);
     heading->setStyleSheet(QStringLiteral("font-size: 16px; font-weight: bold;"));
     layout->addWidget(heading);
 
@@ -160,7 +164,7 @@ void DeviceSettingsDialog::buildUi()
 
     auto *buttons = new QHBoxLayout;
     buttons->addStretch(1);
-    auto *close = new QPushButton(QStringLiteral("关闭"), this);
+    auto *close = new QPushButton(tr("关闭"), this);
     close->setObjectName(QStringLiteral("closeButton"));
     close->setDefault(true);
     connect(close, &QPushButton::clicked, this, &QDialog::accept);
@@ -182,7 +186,7 @@ void DeviceSettingsDialog::updateAccordion()
         const bool open = i == m_openIndex;
         m_bodies[i]->setVisible(open);
         m_headers[i]->setText((open ? QStringLiteral("▼ ") : QStringLiteral("▶ ")) +
-                              QString::fromUtf8(kSectionTitles[i]));
+                              tr(kSectionTitles[i]));
     }
 }
 
@@ -213,7 +217,7 @@ void DeviceSettingsDialog::refreshVideoList()
     const QList<IdentifiedCamera> cameras =
         m_view ? m_view->getIdentifiedUvcDeviceList() : QList<IdentifiedCamera>();
     if (cameras.isEmpty()) {
-        addPlaceholder(list, QStringLiteral("(未检测到符合 *usb*video* 的 UVC 设备)"));
+        addPlaceholder(list, tr("(未检测到符合 *usb*video* 的 UVC 设备)"));
         return;
     }
     for (const IdentifiedCamera &camera : cameras) {
@@ -232,9 +236,9 @@ void DeviceSettingsDialog::refreshAudioInputList()
 {
     QListWidget *list = m_lists[AudioSection];
     list->clear();
-    QListWidgetItem *automatic = addChoice(
-        list, QStringLiteral("（自动）按 usb*video 与 usb*audio 序号顺序配对（清除手动绑定）"),
-        QByteArray(kAudioAutoMarker));
+    QListWidgetItem *automatic =
+        addChoice(list, tr("（自动）按 usb*video 与 usb*audio 序号顺序配对（清除手动绑定）"),
+                  QByteArray(kAudioAutoMarker));
     const QByteArray bound = m_view ? m_view->savedAudioInputDeviceIdFromDb() : QByteArray();
     QListWidgetItem *chosen = automatic;
     bool any = false;
@@ -251,7 +255,7 @@ void DeviceSettingsDialog::refreshAudioInputList()
             chosen = item;
     }
     if (!any)
-        addPlaceholder(list, QStringLiteral("(未检测到同时含 usb 与 audio 的输入设备)"));
+        addPlaceholder(list, tr("(未检测到同时含 usb 与 audio 的输入设备)"));
     list->setCurrentItem(chosen);
 }
 
@@ -275,7 +279,7 @@ void DeviceSettingsDialog::refreshSerialList()
             list->setCurrentItem(item);
     }
     if (!any)
-        addPlaceholder(list, QStringLiteral("(未检测到符合 TK…CDC 的串口)"));
+        addPlaceholder(list, tr("(未检测到符合 TK…CDC 的串口)"));
 }
 
 void DeviceSettingsDialog::refreshBaudList()
@@ -313,7 +317,7 @@ bool DeviceSettingsDialog::requireDevice(const QString &title)
     if (!currentDid().isEmpty())
         return true;
     if (m_view)
-        m_view->showWarning(this, title, kNoDeviceText);
+        m_view->showWarning(this, title, tr(kNoDeviceText));
     else
         qWarning().noquote() << "[DeviceSettingsDialog]" << title << kNoDeviceText;
     return false;
@@ -338,7 +342,7 @@ void DeviceSettingsDialog::onVideoItemClicked(QListWidgetItem *item)
         m_view->closeCamera(true);
         m_view->openCamera(identity);
     }
-    requestStatus(QStringLiteral("已切换视频设备"));
+    requestStatus(tr("已切换视频设备"));
     refreshAudioInputList();
     refreshSerialList();
     refreshBaudList();
@@ -349,7 +353,7 @@ void DeviceSettingsDialog::onAudioInputItemClicked(QListWidgetItem *item)
 {
     if (isPlaceholder(item))
         return;
-    if (!requireDevice(QStringLiteral("输入音频")))
+    if (!requireDevice(tr("输入音频")))
         return;
     const QByteArray id = item->data(Qt::UserRole).toByteArray();
     if (id == kAudioAutoMarker) {
@@ -358,11 +362,11 @@ void DeviceSettingsDialog::onAudioInputItemClicked(QListWidgetItem *item)
         // The re-attach keeps its automatic choice as the box's binding; the operator asked for
         // none, so the next open pairs by order again.
         m_view->saveAudioInputDeviceBindingForCurrentDevice(QByteArray());
-        requestStatus(QStringLiteral("已改为自动配对，监听已立即重挂，请听声确认"));
+        requestStatus(tr("已改为自动配对，监听已立即重挂，请听声确认"));
     } else {
         m_view->saveAudioInputDeviceBindingForCurrentDevice(id);
         m_view->reapplyUvcAudioForCurrentCamera();
-        requestStatus(QStringLiteral("已保存并立即重挂监听，请听声确认是否为该路输入音频"));
+        requestStatus(tr("已保存并立即重挂监听，请听声确认是否为该路输入音频"));
     }
     refreshConnectionHint();
 }
@@ -371,18 +375,18 @@ void DeviceSettingsDialog::onSerialItemClicked(QListWidgetItem *item)
 {
     if (isPlaceholder(item))
         return;
-    const QString title = QStringLiteral("串口");
+    const QString title = tr("串口");
     if (!requireDevice(title))
         return;
     DeviceUartManager *link = UartManager::instance()->getDeviceUartManager(currentDid());
     if (!link) {
-        m_view->showWarning(this, title, QStringLiteral("无法获取 UART 管理器。"));
+        m_view->showWarning(this, title, tr("无法获取 UART 管理器。"));
         return;
     }
     link->loadUartConfigFromDb();
     const QString port = UartManager::purePortNameFromDisplayItem(item->text());
     link->updateUartConfigByUser(port, link->baudRate());
-    requestStatus(QStringLiteral("串口已设为: %1").arg(port));
+    requestStatus(tr("串口已设为: %1").arg(port));
     refreshConnectionHint();
 }
 
@@ -390,7 +394,7 @@ void DeviceSettingsDialog::onBaudItemClicked(QListWidgetItem *item)
 {
     if (isPlaceholder(item))
         return;
-    const QString title = QStringLiteral("波特率");
+    const QString title = tr("波特率");
     if (!requireDevice(title)) {
         refreshBaudList();
         return;
@@ -398,12 +402,12 @@ void DeviceSettingsDialog::onBaudItemClicked(QListWidgetItem *item)
     DeviceUartManager *link = UartManager::instance()->getDeviceUartManager(currentDid());
     const QString port = UartManager::purePortNameFromDisplayItem(link->portName());
     if (port.isEmpty()) {
-        m_view->showWarning(this, title, QStringLiteral("请先在「串口设备列表」中选择串口。"));
+        m_view->showWarning(this, title, tr("请先在「串口设备列表」中选择串口。"));
         refreshBaudList();
         return;
     }
     const int rate = item->data(Qt::UserRole).toInt();
     link->updateUartConfigByUser(port, rate);
-    requestStatus(QStringLiteral("波特率: %1").arg(rate));
+    requestStatus(tr("波特率: %1").arg(rate));
     refreshConnectionHint();
 }

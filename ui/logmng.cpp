@@ -120,8 +120,7 @@ void logMng::refreshLogTable()
     QTableWidget *table = ui->logTableWidget;
     table->clear();
     table->setColumnCount(ColumnCount);
-    table->setHorizontalHeaderLabels({QStringLiteral("序号"), QStringLiteral("文件大小"),
-                                      QStringLiteral("文件名"), QStringLiteral("完整路径")});
+    table->setHorizontalHeaderLabels({tr("序号"), tr("文件大小"), tr("文件名"), tr("完整路径")});
     table->setRowCount(int(business.size() + crashes.size()));
     int row = 0;
     for (const QList<LogFileEntry> *group : {&business, &crashes}) {
@@ -153,8 +152,7 @@ void logMng::on_exportLogBtn_clicked()
             paths.append(item->text());
     }
     if (paths.isEmpty()) {
-        showExportMessage(QMessageBox::Warning, QStringLiteral("导出失败"),
-                          QStringLiteral("没有可导出的日志文件！"));
+        showExportMessage(QMessageBox::Warning, tr("导出失败"), tr("没有可导出的日志文件！"));
         return;
     }
 
@@ -165,18 +163,16 @@ void logMng::on_exportLogBtn_clicked()
         return;
 
     if (!writeLogArchive(target, paths)) {
-        showExportMessage(QMessageBox::Warning, QStringLiteral("导出失败"),
-                          QStringLiteral("无法创建 zip 文件！"));
+        showExportMessage(QMessageBox::Warning, tr("导出失败"), tr("无法创建 zip 文件！"));
         return;
     }
     qInfo().noquote() << "[logMng] 日志已导出:" << target << "文件数" << paths.size();
-    showExportMessage(QMessageBox::Information, QStringLiteral("导出成功"),
-                      QStringLiteral("日志已成功导出为 zip 文件！"));
+    showExportMessage(QMessageBox::Information, tr("导出成功"), tr("日志已成功导出为 zip 文件！"));
 }
 
 QString logMng::askExportFilePath(const QString &proposedPath)
 {
-    QFileDialog dialog(this, QStringLiteral("保存日志压缩包"));
+    QFileDialog dialog(this, tr("保存日志压缩包"));
     dialog.setAcceptMode(QFileDialog::AcceptSave);
     dialog.setNameFilter(QStringLiteral("Zip Files (*.zip)"));
     dialog.setDefaultSuffix(QStringLiteral("zip"));

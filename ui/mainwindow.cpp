@@ -176,7 +176,7 @@ void MainWindow::buildLeftButtonBar()
         if (entry.member == &Ui::MainWindow::toolBtn)
             column->addStretch();
     }
-    ui->settingBtn->setToolTip(QStringLiteral("关于与版本更新"));
+    ui->settingBtn->setToolTip(tr("关于与版本更新"));
     bar->setFixedWidth(40);
 
     ui->multiDialogWidget->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
@@ -231,7 +231,7 @@ void MainWindow::buildStatusBar()
 
     // Shown while the console holds the keyboard, so that the operator knows why desktop
     // shortcuts do nothing and how to get them back.
-    auto *grab = new QLabel(QStringLiteral("⌨ 键盘已捕获（Ctrl+Alt+Shift+Esc 释放）"), this);
+    auto *grab = new QLabel(tr("⌨ 键盘已捕获（Ctrl+Alt+Shift+Esc 释放）"), this);
     grab->setObjectName(QStringLiteral("keyboardGrabIndicator"));
     grab->hide();
     bar->addPermanentWidget(grab);
@@ -250,33 +250,31 @@ void MainWindow::buildMenuBar()
 
     QMenu *app = m_menuBar->addMenu(QStringLiteral("TavroKVM"));
     QAction *about = app->addAction(bundleIcon(QStringLiteral(":/images/menu/info.png")),
-                                    QStringLiteral("关于"), this, &MainWindow::showAboutDialog);
+                                    tr("关于"), this, &MainWindow::showAboutDialog);
     about->setObjectName(QStringLiteral("aboutAction"));
     about->setMenuRole(QAction::AboutRole);
     app->addSeparator();
-    app->addAction(style()->standardIcon(QStyle::SP_TitleBarMinButton), QStringLiteral("最小化"),
-                   this, &QWidget::showMinimized);
-    app->addAction(style()->standardIcon(QStyle::SP_TitleBarMaxButton), QStringLiteral("最大化"),
-                   this, [this] {
-                       if (isMaximized())
-                           showNormal();
-                       else
-                           showMaximized();
-                   });
+    app->addAction(style()->standardIcon(QStyle::SP_TitleBarMinButton), tr("最小化"), this,
+                   &QWidget::showMinimized);
+    app->addAction(style()->standardIcon(QStyle::SP_TitleBarMaxButton), tr("最大化"), this, [this] {
+        if (isMaximized())
+            showNormal();
+        else
+            showMaximized();
+    });
     app->addSeparator();
     QAction *quit = app->addAction(style()->standardIcon(QStyle::SP_TitleBarCloseButton),
-                                   QStringLiteral("关闭"), this, &QWidget::close);
+                                   tr("关闭"), this, &QWidget::close);
     quit->setMenuRole(QAction::QuitRole);
 
-    m_deviceMenu = m_menuBar->addMenu(QStringLiteral("设备(&D)"));
+    m_deviceMenu = m_menuBar->addMenu(tr("设备(&D)"));
     m_deviceMenu->setObjectName(QStringLiteral("deviceMenu"));
     m_deviceMenu->setToolTipsVisible(true);
 
-    QMenu *toolsMenu = m_menuBar->addMenu(QStringLiteral("工具(&T)"));
+    QMenu *toolsMenu = m_menuBar->addMenu(tr("工具(&T)"));
     toolsMenu->setToolTipsVisible(true);
-    QAction *showLog =
-        toolsMenu->addAction(bundleIcon(QStringLiteral(":/images/tool/log.png")),
-                             QStringLiteral("显示日志"), this, &MainWindow::onLogToolBtnClicked);
+    QAction *showLog = toolsMenu->addAction(bundleIcon(QStringLiteral(":/images/tool/log.png")),
+                                            tr("显示日志"), this, &MainWindow::onLogToolBtnClicked);
     showLog->setObjectName(QStringLiteral("showLogAction"));
 
     m_menuBar->installEventFilter(this);
@@ -329,11 +327,11 @@ void MainWindow::connectButtons()
     connect(ui->settingBtn, &QToolButton::clicked, this, &MainWindow::onSettingBtnClicked);
 
     if (QUrl(QStringLiteral(TAVROKVM_HOME_URL)).isEmpty())
-        disableUntilAvailable(ui->homeBtn, QStringLiteral("此版本未配置主页地址"));
+        disableUntilAvailable(ui->homeBtn, tr("此版本未配置主页地址"));
     if (QUrl(QStringLiteral(TAVROKVM_HELP_URL)).isEmpty())
-        disableUntilAvailable(ui->helpBtn, QStringLiteral("此版本未配置在线帮助地址"));
-    disableUntilAvailable(ui->notifyBtn, QStringLiteral("通知功能尚未提供"));
-    disableUntilAvailable(ui->groupBtn, QStringLiteral("设备分组尚未提供"));
+        disableUntilAvailable(ui->helpBtn, tr("此版本未配置在线帮助地址"));
+    disableUntilAvailable(ui->notifyBtn, tr("通知功能尚未提供"));
+    disableUntilAvailable(ui->groupBtn, tr("设备分组尚未提供"));
 }
 
 void MainWindow::installPressFeedback()
@@ -576,16 +574,16 @@ void MainWindow::rebuildDeviceMenu()
     if (!m_deviceMenu || !m_device)
         return;
     m_deviceMenu->clear();
-    QAction *settings = m_deviceMenu->addAction(
-        bundleIcon(QStringLiteral(":/images/device/cable.png")), QStringLiteral("设备设置…"),
-        m_video, &TavroVideo::showDeviceSettingsDialog);
+    QAction *settings =
+        m_deviceMenu->addAction(bundleIcon(QStringLiteral(":/images/device/cable.png")),
+                                tr("设备设置…"), m_video, &TavroVideo::showDeviceSettingsDialog);
     settings->setObjectName(QStringLiteral("deviceSettingsAction"));
-    settings->setToolTip(QStringLiteral("视频设备、输入音频、串口、波特率"));
+    settings->setToolTip(tr("视频设备、输入音频、串口、波特率"));
     m_deviceMenu->addSeparator();
 
     const QStringList texts = deviceMenuItemTexts(m_device->deviceDescriptionMenuLabels());
     if (texts.isEmpty()) {
-        m_deviceMenu->addAction(QStringLiteral("（无可用设备）"))->setEnabled(false);
+        m_deviceMenu->addAction(tr("（无可用设备）"))->setEnabled(false);
         return;
     }
     const QIcon icon = bundleIcon(QStringLiteral(":/images/menu/video-device.png"));

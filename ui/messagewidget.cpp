@@ -101,7 +101,7 @@ void MessageWidget::setupTable()
 {
     QTableWidget *table = ui->msgTableWidget;
     table->setColumnCount(ColumnCount);
-    table->setHorizontalHeaderLabels({QStringLiteral("时间"), QStringLiteral("内容")});
+    table->setHorizontalHeaderLabels({tr("时间"), tr("内容")});
     table->verticalHeader()->setVisible(false);
     table->setSelectionBehavior(QAbstractItemView::SelectRows);
     table->setEditTriggers(QAbstractItemView::NoEditTriggers);

@@ -2,6 +2,8 @@
 
 #include "serial/portrules.h"
 
+#include <QCoreApplication>
+
 PortItemMatch matchPortItem(const QList<PortListItem> &items, const QString &port)
 {
     if (port.isEmpty())
@@ -65,15 +67,19 @@ int coordModeFromStored(const QVariant &stored)
 QString connectionHintText(const ConnectionHintFacts &facts)
 {
     if (!facts.hasView)
-        return QStringLiteral("内部错误：未绑定视频模块。");
+        return QCoreApplication::translate("SerialPanel", "内部错误：未绑定视频模块。");
     if (!facts.hasDevice)
-        return QStringLiteral("提示：请先选择 UVC 视频设备，以便关联输入音频与 UART。");
-    const QString audio = facts.boundAudioId.isEmpty()
-                              ? QStringLiteral("输入音频：顺序自动配对")
-                              : QStringLiteral("输入音频：已手动绑定 id %1")
-                                    .arg(QString::fromUtf8(facts.boundAudioId));
+        return QCoreApplication::translate(
+            "SerialPanel", "提示：请先选择 UVC 视频设备，以便关联输入音频与 UART。");
+    const QString audio =
+        facts.boundAudioId.isEmpty()
+            ? QCoreApplication::translate("SerialPanel", "输入音频：顺序自动配对")
+            : QCoreApplication::translate("SerialPanel", "输入音频：已手动绑定 id %1")
+                  .arg(QString::fromUtf8(facts.boundAudioId));
     if (facts.portOpen)
-        return QStringLiteral("%1。串口：%2，波特率 %3")
+        return QCoreApplication::translate("SerialPanel", "%1。串口：%2，波特率 %3")
             .arg(audio, facts.port, QString::number(facts.baud));
-    return QStringLiteral("%1。串口未连接，请在「串口设备列表」中选端口。").arg(audio);
+    return QCoreApplication::translate("SerialPanel",
+                                       "%1。串口未连接，请在「串口设备列表」中选端口。")
+        .arg(audio);
 }

@@ -1,5 +1,7 @@
 #include "update/aboutdialog.h"
 
+#include <QCoreApplication>
+
 #include <QDialogButtonBox>
 #include <QLabel>
 #include <QTextBrowser>
@@ -15,7 +17,8 @@ const char kUpdateLink[] = "tkc://update";
 // The notices of the program and of the libraries it ships with.
 QString legalNoticeHtml()
 {
-    return QStringLiteral(
+    return QCoreApplication::translate(
+               "AboutDialog",
                "<p><b>TavroKVM</b> %1 — KVM-over-USB 设备的桌面控制台。</p>"
                "<p>TavroKVM 按其源代码附带的许可证条款发布；使用、复制与分发须遵守该许可证。"
                "本程序不附带任何明示或默示的担保。</p>"
@@ -44,7 +47,7 @@ AboutDialog::AboutDialog(QWidget *parent, bool hasUpdate) : QDialog(parent), m_h
 void AboutDialog::setupUi()
 {
     setObjectName(QStringLiteral("aboutDialog"));
-    setWindowTitle(QStringLiteral("关于"));
+    setWindowTitle(tr("关于"));
     setModal(true);
     resize(420, 260);
     setStyleSheet(getQssString(QStringLiteral(":/res/qss/update_dialogs.css")));

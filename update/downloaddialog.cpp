@@ -52,7 +52,7 @@ DownloadDialog::DownloadDialog(QWidget *parent, const AppVersionManifest &manife
       m_network(new QNetworkAccessManager(this))
 {
     setObjectName(QStringLiteral("downloadDialog"));
-    setWindowTitle(QStringLiteral("下载更新"));
+    setWindowTitle(tr("下载更新"));
     setModal(true);
     resize(440, 140);
     setStyleSheet(getQssString(QStringLiteral(":/res/qss/update_dialogs.css")));
@@ -60,7 +60,7 @@ DownloadDialog::DownloadDialog(QWidget *parent, const AppVersionManifest &manife
     m_network->setRedirectPolicy(QNetworkRequest::NoLessSafeRedirectPolicy);
 
     auto *layout = new QVBoxLayout(this);
-    m_statusLabel = new QLabel(QStringLiteral("准备下载…"), this);
+    m_statusLabel = new QLabel(tr("准备下载…"), this);
     m_statusLabel->setObjectName(QStringLiteral("statusLabel"));
     layout->addWidget(m_statusLabel);
     m_progressBar = new QProgressBar(this);
@@ -70,7 +70,7 @@ DownloadDialog::DownloadDialog(QWidget *parent, const AppVersionManifest &manife
     m_progressBar->setTextVisible(false);
     layout->addWidget(m_progressBar);
     layout->addStretch(1);
-    m_revealButton = new QPushButton(QStringLiteral("查看下载文件"), this);
+    m_revealButton = new QPushButton(tr("查看下载文件"), this);
     m_revealButton->setObjectName(QStringLiteral("revealBtn"));
     m_revealButton->hide();
     connect(m_revealButton, &QPushButton::clicked, this, &DownloadDialog::revealDownloadedFile);
@@ -89,18 +89,17 @@ DownloadDialog::~DownloadDialog()
 
 void DownloadDialog::startDownload()
 {
-    m_statusLabel->setText(QStringLiteral("正在下载…"));
+    m_statusLabel->setText(tr("正在下载…"));
     m_progressBar->setValue(0);
 
     if (!isHttpsUrl(m_manifest.url)) {
         qWarning().noquote() << "[DownloadDialog] 拒绝非 HTTPS 的下载地址:" << m_manifest.url;
-        fail(QStringLiteral("下载失败：%1").arg(QStringLiteral("仅支持 HTTPS 下载地址")));
+        fail(tr("下载失败：%1").arg(tr("仅支持 HTTPS 下载地址")));
         return;
     }
     if (m_destination.isEmpty()) {
         qWarning().noquote() << "[DownloadDialog] 拒绝不安全的文件名:" << m_manifest.fileName;
-        fail(QStringLiteral("下载失败：%1")
-                 .arg(QStringLiteral("文件名不合法（%1）").arg(m_manifest.fileName)));
+        fail(tr("下载失败：%1").arg(tr("文件名不合法（%1）").arg(m_manifest.fileName)));
         return;
     }
 
@@ -113,7 +112,7 @@ void DownloadDialog::startDownload()
                              << m_file->errorString();
         delete m_file;
         m_file = nullptr;
-        fail(QStringLiteral("无法写入文件：%1").arg(m_destination));
+        fail(tr("无法写入文件：%1").arg(m_destination));
         return;
     }
 
@@ -142,7 +141,7 @@ void DownloadDialog::onReadyRead()
         qWarning().noquote() << "[DownloadDialog] 写入文件失败:" << m_destination
                              << m_file->errorString();
         abortActiveDownload();
-        fail(QStringLiteral("无法写入文件：%1").arg(m_destination));
+        fail(tr("无法写入文件：%1").arg(m_destination));
     }
 }
 
@@ -165,15 +164,15 @@ void DownloadDialog::onFinished()
 
     if (error != QNetworkReply::NoError) {
         qWarning().noquote() << "[DownloadDialog] 下载失败:" << errorText;
-        fail(QStringLiteral("下载失败：%1").arg(errorText));
+        fail(tr("下载失败：%1").arg(errorText));
         return;
     }
     if (!verifyMd5AndFinish()) {
-        fail(QStringLiteral("校验错误，请重新下载"));
+        fail(tr("校验错误，请重新下载"));
         return;
     }
     releaseFile(false);
-    m_statusLabel->setText(QStringLiteral("下载完成，校验通过。"));
+    m_statusLabel->setText(tr("下载完成，校验通过。"));
     m_progressBar->setValue(100);
     m_revealButton->show();
 }
@@ -203,7 +202,7 @@ void DownloadDialog::abortActiveDownload()
     releaseFile(true);
     if (active) {
         qInfo().noquote() << "[DownloadDialog] 已取消下载:" << m_destination;
-        m_statusLabel->setText(QStringLiteral("已取消下载。"));
+        m_statusLabel->setText(tr("已取消下载。"));
     }
 }
 

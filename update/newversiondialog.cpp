@@ -33,14 +33,14 @@ NewVersionDialog::NewVersionDialog(QWidget *parent, const AppVersionManifest &ma
 void NewVersionDialog::setupUi(const AppVersionManifest &manifest)
 {
     setObjectName(QStringLiteral("newVersionDialog"));
-    setWindowTitle(QStringLiteral("新版本"));
+    setWindowTitle(tr("新版本"));
     resize(480, 420);
     setStyleSheet(getQssString(QStringLiteral(":/res/qss/update_dialogs.css")));
 
     auto *layout = new QVBoxLayout(this);
 
     auto *form = new QFormLayout;
-    form->addRow(QStringLiteral("文件名"),
+    form->addRow(tr("文件名"),
                  selectableLabel(manifest.fileName, QStringLiteral("fileNameValue"), this));
     form->addRow(QStringLiteral("MD5"),
                  selectableLabel(manifest.md5, QStringLiteral("md5Value"), this));
@@ -50,7 +50,7 @@ void NewVersionDialog::setupUi(const AppVersionManifest &manifest)
     }
     layout->addLayout(form);
 
-    layout->addWidget(new QLabel(QStringLiteral("更新说明"), this));
+    layout->addWidget(new QLabel(tr("更新说明"), this));
     auto *notes = new QPlainTextEdit(this);
     notes->setObjectName(QStringLiteral("changeLogEdit"));
     notes->setReadOnly(true);
@@ -58,10 +58,9 @@ void NewVersionDialog::setupUi(const AppVersionManifest &manifest)
     layout->addWidget(notes, 1);
 
     auto *buttons = new QDialogButtonBox(this);
-    QPushButton *download =
-        buttons->addButton(QStringLiteral("下载"), QDialogButtonBox::ActionRole);
+    QPushButton *download = buttons->addButton(tr("下载"), QDialogButtonBox::ActionRole);
     download->setObjectName(QStringLiteral("downloadBtn"));
-    buttons->addButton(QStringLiteral("关闭"), QDialogButtonBox::RejectRole);
+    buttons->addButton(tr("关闭"), QDialogButtonBox::RejectRole);
     connect(download, &QPushButton::clicked, this, &NewVersionDialog::onDownloadClicked);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
     layout->addWidget(buttons);
