@@ -12,6 +12,7 @@
 #include <QTest>
 
 #include "console/input/systemkeyboardhook.h"
+#include "db/dbmanager.h"
 #include "serial/deviceuartmanager.h"
 #include "serial/uartmanager.h"
 #include "tests/support/consolewithbox.h"
@@ -464,6 +465,12 @@ void TestTavroVideoKeyboard::pasteTypesTheClipboard()
     QFETCH(QString, text);
     QFETCH(QStringList, events);
     QFETCH(QString, typed);
+    // The rows are the unpaced path's (an interval of 0): every character at once, US keys
+    // through the encoder. The paced path on other layouts is tst_pastelayout's.
+    const QString did = m_view->getCurrentDeviceDid();
+    QVERIFY(DBManager::instance()->setDevicePasteInterval(did, 0));
+    const auto paced =
+        qScopeGuard([did] { DBManager::instance()->setDevicePasteInterval(did, 10); });
     const QString before = lastTypedText();
     QGuiApplication::clipboard()->setText(text);
     const int from = quietEventCount();
@@ -477,11 +484,18 @@ void TestTavroVideoKeyboard::pasteShortcutTypesTheClipboard()
 {
     QGuiApplication::clipboard()->setText(QStringLiteral("Paste: OK!"));
     QTest::keyClick(m_view, Qt::Key_V, Qt::ControlModifier | Qt::AltModifier);
+    QVERIFY(m_view->isPasting());
+    QTRY_VERIFY(!m_view->isPasting());
     QVERIFY2(lastTypedText().endsWith(QStringLiteral("Paste: OK!")), qPrintable(lastTypedText()));
+    QVERIFY(targetKeysHeld().isEmpty());
 }
 
 void TestTavroVideoKeyboard::pasteLogsAPreview()
 {
+    const QString did = m_view->getCurrentDeviceDid();
+    QVERIFY(DBManager::instance()->setDevicePasteInterval(did, 0));
+    const auto paced =
+        qScopeGuard([did] { DBManager::instance()->setDevicePasteInterval(did, 10); });
     const QString text = QString(150, QLatin1Char('z'));
     QGuiApplication::clipboard()->setText(text);
     QTest::ignoreMessage(
