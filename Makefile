@@ -1,12 +1,15 @@
 # make run   - install what is missing, build, start the console
 # make test  - install what is missing, build, run every test
 # make demo  - the same as run, against the simulated box (virtual camera + tavrokvm-boxsim)
+# make install [DESTDIR=...] [PREFIX=/usr] - build, then install (default prefix /usr/local)
+# make package - build, then the Debian package tavrokvm_<version>_<arch>.deb in the build folder
 BUILD_DIR ?= build
 BUILD_TYPE ?= RelWithDebInfo
 SANITIZE ?= OFF
 CTEST_ARGS ?=
+PREFIX ?=
 
-.PHONY: all setup configure build run demo test bench clean
+.PHONY: all setup configure build run demo test bench install package clean
 
 all: build
 
@@ -33,6 +36,12 @@ bench: build
 	QT_QPA_PLATFORM=offscreen $(BUILD_DIR)/bin/tavrokvm-bench-frames
 	QT_QPA_PLATFORM=offscreen $(BUILD_DIR)/bin/tavrokvm-bench-input
 	$(BUILD_DIR)/bin/tavrokvm-bench-loop
+
+install: build
+	DESTDIR="$(DESTDIR)" cmake --install $(BUILD_DIR) $(if $(PREFIX),--prefix $(PREFIX))
+
+package: build
+	cmake --build $(BUILD_DIR) --target package
 
 clean:
 	rm -rf $(BUILD_DIR)

@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
-# Installs the Debian packages listed in scripts/packages.txt that are not installed yet.
+# Installs the Debian packages listed in scripts/packages.txt (build and tests) and
+# dist/linux/runtime-packages.txt (what the console loads at run time) that are not installed yet.
 # Idempotent: with everything present it changes nothing and needs no network.
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 
-wanted=$(grep -v -E '^\s*(#|$)' "$here/packages.txt")
+wanted=$(grep -h -v -E '^\s*(#|$)' "$here/packages.txt" "$here/../dist/linux/runtime-packages.txt")
 missing=()
 for pkg in $wanted; do
     if ! dpkg-query -W -f='${Status}' "$pkg" 2>/dev/null | grep -q 'install ok installed'; then

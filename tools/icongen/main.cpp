@@ -2,6 +2,8 @@
 // no binary files in the repository. The few drawn in code are below; the rest are SVG drawings
 // under resources/icons, rendered here to PNG files of the same relative path.
 // Usage: tavrokvm-icongen <output-folder> [<svg-folder>]
+//        tavrokvm-icongen --app-icon <name> <hicolor-folder>: the program's icon at the desktop's
+//        usual sizes, as <hicolor-folder>/<N>x<N>/apps/<name>.png
 #include <QDir>
 #include <QDirIterator>
 #include <QFileInfo>
@@ -117,8 +119,25 @@ bool renderSvgTree(const QString &svgFolder, const QString &outFolder)
 
 } // namespace
 
+// The desktop's icon theme sizes the launcher, menus and panels ask for.
+const int kAppIconSizes[] = {16, 22, 24, 32, 48, 64, 128, 256};
+
 int main(int argc, char **argv)
 {
+    if (argc == 4 && qstrcmp(argv[1], "--app-icon") == 0) {
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+        QGuiApplication app(argc, argv);
+        const QString name = QString::fromLocal8Bit(argv[2]);
+        const QString root = QString::fromLocal8Bit(argv[3]);
+        bool ok = true;
+        for (int size : kAppIconSizes) {
+            const QString folder = QStringLiteral("%1/%2x%2/apps").arg(root).arg(size);
+            QDir().mkpath(folder);
+            ok &=
+                drawIcon(folder + QLatin1Char('/') + name + QStringLiteral(".png"), size, drawKvm);
+        }
+        return ok ? 0 : 1;
+    }
     if (argc != 2 && argc != 3) {
         std::fprintf(stderr, "usage: tavrokvm-icongen <output-folder> [<svg-folder>]\n");
         return 2;
