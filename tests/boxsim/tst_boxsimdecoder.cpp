@@ -952,30 +952,45 @@ void TestBoxSimDecoder::pollingLosesReplacedReports()
     BoxSimulator box(options);
     const QByteArray press = keyboardFrame(0, hex("04"));
     const QByteArray release = keyboardFrame(0);
+    constexpr qint64 ms = 1000000;
 
     // Press and release between two samples: the target never sees the key.
-    QVector<BoxOutput> outputs = box.receive(press + release + mouseFrame(1, 100, 100, 0));
-    QCOMPARE(eventNames(outputs), (QStringList{"frame", "frame", "report_lost", "frame"}));
-    QVERIFY(eventLines(outputs).at(0).contains(hexText(press)));
+    box.setArrivalTime(1 * ms);
+    QCOMPARE(eventNames(box.receive(press + release + mouseFrame(1, 100, 100, 0))),
+             (QStringList{"frame", "frame", "frame"}));
     QCOMPARE(box.target().text(), QString());
-    outputs = box.pollTarget();
-    QCOMPARE(eventNames(outputs), (QStringList{"mouse"}));
+    QVector<BoxOutput> outputs = box.pollTarget(8 * ms); // the first sample
+    QCOMPARE(eventNames(outputs), (QStringList{"report_lost", "mouse"}));
+    QVERIFY(eventLines(outputs).at(0).contains(hexText(press)));
     QCOMPARE(box.target().text(), QString());
     QCOMPARE(box.target().clicks(), 1);
 
-    // One report per sample: every key arrives.
-    box.receive(press);
-    box.pollTarget();
-    box.receive(release);
-    box.pollTarget();
-    QCOMPARE(box.target().text(), QString("a"));
-    QVERIFY(box.pollTarget().isEmpty());
+    // Reports 10 ms apart are each seen by a sample every 8 ms, even when the samples are
+    // taken late in one go.
+    for (int i = 0; i < 6; ++i) {
+        box.setArrivalTime((10 + 10 * i) * ms);
+        box.receive(i % 2 ? release : press);
+    }
+    outputs = box.pollTarget(100 * ms);
+    QCOMPARE(eventNames(outputs).count("report_lost"), 0);
+    QCOMPARE(box.target().text(), QString("aaa"));
+
+    // 6 ms apart, one in four is replaced before a sample reads it.
+    for (int i = 0; i < 8; ++i) {
+        box.setArrivalTime((101 + 6 * i) * ms);
+        box.receive(i % 2 ? release : press);
+    }
+    outputs = box.pollTarget(200 * ms);
+    QCOMPARE(eventNames(outputs).count("report_lost"), 2);
+    QVERIFY(box.pollTarget(300 * ms).isEmpty());
 
     // A line drop loses what was not sampled.
+    const QString typed = box.target().text();
+    box.setArrivalTime(301 * ms);
     box.receive(press);
     box.lineDropped();
-    box.pollTarget();
-    QCOMPARE(box.target().text(), QString("a"));
+    box.pollTarget(400 * ms);
+    QCOMPARE(box.target().text(), typed);
 }
 
 void TestBoxSimDecoder::typingOnLayouts_data()

@@ -35,7 +35,7 @@ BoxRunner::BoxRunner(const BoxOptions &options, QObject *parent)
     m_pollTimer.setTimerType(Qt::PreciseTimer);
     m_pollTimer.setInterval(options.hidPollMs);
     connect(&m_pollTimer, &QTimer::timeout, this, [this] {
-        carryOut(m_simulator.pollTarget());
+        carryOut(m_simulator.pollTarget(qint64(targetscreen::monotonicNs())));
         updateScreen();
     });
     m_delayTimer.setTimerType(Qt::PreciseTimer);
@@ -97,6 +97,7 @@ void BoxRunner::onBytesReceived(const QByteArray &bytes)
         }
     }
     m_received += taken.size();
+    m_simulator.setArrivalTime(qint64(targetscreen::monotonicNs()));
     carryOut(m_simulator.receive(taken));
     updateScreen();
     if (hangUpNow) {

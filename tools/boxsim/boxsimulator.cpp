@@ -3,8 +3,6 @@
 #include "jsonline.h"
 #include "protocol/deviceinfo.h"
 
-#include <utility>
-
 namespace {
 
 QString hexText(const QByteArray &bytes)
@@ -96,13 +94,44 @@ QByteArray BoxSimulator::deviceInfoRecord() const
     return record;
 }
 
-QVector<BoxOutput> BoxSimulator::pollTarget()
+QVector<BoxOutput> BoxSimulator::pollTarget(qint64 untilNs)
 {
     QVector<BoxOutput> outputs;
-    const QVector<BoxStreamItem> sampled = std::exchange(m_unsampled, {});
-    for (const BoxStreamItem &item : sampled)
-        applyToTarget(item, outputs);
+    if (untilNs < 0) {
+        sample(m_unsampled.size(), outputs);
+        return outputs;
+    }
+    const qint64 periodNs = qint64(qMax(1, m_options.hidPollMs)) * 1000000;
+    if (m_nextSampleNs < 0)
+        m_nextSampleNs = untilNs;
+    while (m_nextSampleNs <= untilNs) {
+        qsizetype count = 0;
+        while (count < m_unsampled.size() && m_unsampled.at(count).atNs <= m_nextSampleNs)
+            ++count;
+        sample(count, outputs);
+        m_nextSampleNs += periodNs;
+    }
     return outputs;
+}
+
+void BoxSimulator::sample(qsizetype count, QVector<BoxOutput> &outputs)
+{
+    // Of the first `count` reports, the last of each kind is what the target reads.
+    for (qsizetype i = 0; i < count; ++i) {
+        const BoxStreamItem &item = m_unsampled.at(i).item;
+        bool replaced = false;
+        for (qsizetype later = i + 1; later < count && !replaced; ++later)
+            replaced = m_unsampled.at(later).item.command == item.command;
+        if (replaced) {
+            outputs << eventOutput(JsonLine("report_lost")
+                                       .add("kind", HidTarget::frameKind(item.command))
+                                       .add("hex", hexText(item.raw))
+                                       .toLine());
+        } else {
+            applyToTarget(item, outputs);
+        }
+    }
+    m_unsampled.remove(0, count);
 }
 
 targetscreen::State BoxSimulator::screenState() const
@@ -173,17 +202,7 @@ void BoxSimulator::handleFrame(const BoxStreamItem &item, QVector<BoxOutput> &ou
                                .add("kind", HidTarget::frameKind(item.command))
                                .add("hex", hexText(item.raw))
                                .toLine());
-    for (qsizetype i = 0; i < m_unsampled.size(); ++i) {
-        if (m_unsampled.at(i).command == item.command) {
-            outputs << eventOutput(JsonLine("report_lost")
-                                       .add("kind", HidTarget::frameKind(item.command))
-                                       .add("hex", hexText(m_unsampled.at(i).raw))
-                                       .toLine());
-            m_unsampled.remove(i);
-            break;
-        }
-    }
-    m_unsampled << item;
+    m_unsampled.append({m_arrivalNs, item});
 }
 
 void BoxSimulator::applyToTarget(const BoxStreamItem &item, QVector<BoxOutput> &outputs)

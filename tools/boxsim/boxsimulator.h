@@ -40,9 +40,14 @@ public:
     // No bytes came for a while: whatever unfinished item is buffered will not be completed.
     QVector<BoxOutput> flushIncomplete();
 
-    // With a poll interval, keyboard and mouse reports wait for the target to sample them: the
-    // latest report of each kind is taken now, the ones it replaced were lost ("report_lost").
-    QVector<BoxOutput> pollTarget();
+    // The time (any monotonic nanoseconds) at which the bytes passed to receive() next arrived.
+    void setArrivalTime(qint64 ns) { m_arrivalNs = ns; }
+
+    // With a poll interval, keyboard and mouse reports wait for the target to sample them.
+    // Samples fall on a fixed grid every poll interval up to `untilNs`: at each, the latest
+    // report of each kind that had arrived is taken and the ones it replaced were lost
+    // ("report_lost"), however late this call comes. Without a time, one sample now.
+    QVector<BoxOutput> pollTarget(qint64 untilNs = -1);
 
     // What the target's screen shows now (the times are left for the caller to stamp).
     targetscreen::State screenState() const;
@@ -83,5 +88,13 @@ private:
     DeviceInfoRecord m_record; // the box's state as its information record tells it
     QRandomGenerator m_random;
     bool m_answering = true;
-    QVector<BoxStreamItem> m_unsampled; // the latest report of each kind, in order of arrival
+    struct Arrived
+    {
+        qint64 atNs;
+        BoxStreamItem item;
+    };
+    void sample(qsizetype count, QVector<BoxOutput> &outputs);
+    QVector<Arrived> m_unsampled; // reports not sampled yet, in order of arrival
+    qint64 m_arrivalNs = 0;
+    qint64 m_nextSampleNs = -1;
 };
