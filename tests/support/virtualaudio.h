@@ -98,7 +98,8 @@ public:
         parec.kill();
         parec.waitForFinished(2000);
         QVector<qint16> samples(int(bytes.size() / 2));
-        std::memcpy(samples.data(), bytes.constData(), size_t(samples.size()) * 2);
+        if (!samples.isEmpty()) // nothing recorded: no buffer to copy into
+            std::memcpy(samples.data(), bytes.constData(), size_t(samples.size()) * 2);
         return samples;
     }
 
