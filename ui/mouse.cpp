@@ -138,7 +138,7 @@ void mouse::buildUi()
     m_titleLayout = new QHBoxLayout(m_titleBar);
     m_titleLayout->setContentsMargins(5, 0, 5, 0);
     m_titleLayout->setSpacing(0);
-    m_titleLabel = new QLabel(QStringLiteral("Mouse Control"), m_titleBar);
+    m_titleLabel = new QLabel(tr("Mouse Control"), m_titleBar);
     m_titleLabel->setStyleSheet(QLatin1String(kTitleLabelStyle));
     m_closeButton = new QPushButton(QStringLiteral("X"), m_titleBar);
     m_closeButton->setObjectName(QStringLiteral("closeButton"));
@@ -171,9 +171,9 @@ void mouse::buildUi()
     m_uartFreshBtn->setObjectName(QStringLiteral("uartFreshBtn"));
     m_uartFreshBtn->setIcon(bundleIcon(QStringLiteral(":/images/refresh_24dp_5F6368.png")));
     m_uartFreshBtn->setIconSize(QSize(16, 16));
-    m_uartFreshBtn->setToolTip(QStringLiteral("Refresh"));
+    m_uartFreshBtn->setToolTip(tr("Refresh"));
     connect(m_uartFreshBtn, &QToolButton::clicked, this, &mouse::on_uartFreshBtn_clicked);
-    grid->addWidget(new QLabel(QStringLiteral("Port"), content), 0, 0, labelAlignment);
+    grid->addWidget(new QLabel(tr("Port"), content), 0, 0, labelAlignment);
     grid->addWidget(m_comboBoxUart, 0, 1);
     grid->addWidget(m_uartFreshBtn, 0, 2);
 
@@ -182,14 +182,14 @@ void mouse::buildUi()
     for (int rate : kBaudRates)
         m_comboBoxBaudRate->addItem(QString::number(rate), rate);
     m_comboBoxBaudRate->setCurrentIndex(m_comboBoxBaudRate->findData(kSerialPanelDefaultBaud));
-    grid->addWidget(new QLabel(QStringLiteral("Baud rate"), content), 1, 0, labelAlignment);
+    grid->addWidget(new QLabel(tr("Baud rate"), content), 1, 0, labelAlignment);
     grid->addWidget(m_comboBoxBaudRate, 1, 1);
 
     m_comboBoxProtocol = new QComboBox(content);
     m_comboBoxProtocol->setObjectName(QStringLiteral("comboBoxProtocol"));
     m_comboBoxProtocol->addItem(QStringLiteral("ch9329"), 0);
     m_comboBoxProtocol->addItem(QStringLiteral("tavrokvm-v1"), 1);
-    grid->addWidget(new QLabel(QStringLiteral("protocol"), content), 2, 0, labelAlignment);
+    grid->addWidget(new QLabel(tr("protocol"), content), 2, 0, labelAlignment);
     grid->addWidget(m_comboBoxProtocol, 2, 1);
 
     // The target's keyboard layout decides which keys type a pasted text.
@@ -216,7 +216,7 @@ void mouse::buildUi()
     m_comboBoxCoordMode->setObjectName(QStringLiteral("comboBoxCoordMode"));
     m_comboBoxCoordMode->addItem(QStringLiteral("absolute"), 0);
     m_comboBoxCoordMode->addItem(QStringLiteral("relative"), 1);
-    grid->addWidget(new QLabel(QStringLiteral("coord mode"), content), 5, 0, labelAlignment);
+    grid->addWidget(new QLabel(tr("coord mode"), content), 5, 0, labelAlignment);
     grid->addWidget(m_comboBoxCoordMode, 5, 1);
 
     m_uartStatusLabel = new QLabel(QStringLiteral("UART: Disconnected"), content);

@@ -78,7 +78,7 @@ NewSoftKeyboard::NewSoftKeyboard(QWidget *parent) : QWidget(parent)
     m_titleLayout = new QHBoxLayout(m_titleBar);
     m_titleLayout->setContentsMargins(5, 0, 5, 0);
     m_titleLayout->setSpacing(0);
-    m_titleLabel = new QLabel(QStringLiteral("Soft Keyboard"), m_titleBar);
+    m_titleLabel = new QLabel(tr("Soft Keyboard"), m_titleBar);
     m_titleLabel->setStyleSheet(QStringLiteral(
         "color: white; font-weight: bold; font-size: 14px; background-color: transparent; "
         "border: none; min-height: 0px;"));

@@ -294,6 +294,13 @@
     </message>
 </context>
 <context>
+    <name>NewSoftKeyboard</name>
+    <message>
+        <source>Soft Keyboard</source>
+        <translation>Soft Keyboard</translation>
+    </message>
+</context>
+<context>
     <name>NewVersionDialog</name>
     <message>
         <source>新版本</source>
@@ -966,6 +973,30 @@ Note: macOS requires this for security; the permission is used for nothing else.
     <message>
         <source>paste interval</source>
         <translation>paste interval</translation>
+    </message>
+    <message>
+        <source>Mouse Control</source>
+        <translation>Mouse Control</translation>
+    </message>
+    <message>
+        <source>Refresh</source>
+        <translation>Refresh</translation>
+    </message>
+    <message>
+        <source>Port</source>
+        <translation>Port</translation>
+    </message>
+    <message>
+        <source>Baud rate</source>
+        <translation>Baud rate</translation>
+    </message>
+    <message>
+        <source>protocol</source>
+        <translation>protocol</translation>
+    </message>
+    <message>
+        <source>coord mode</source>
+        <translation>coord mode</translation>
     </message>
 </context>
 <context>
