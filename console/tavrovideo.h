@@ -328,6 +328,8 @@ private:
     void finishPaste(bool cancelled);
     // A key event of the operator's while a paste runs: Escape cancels it, others wait.
     bool holdKeyDuringPaste(const QKeyEvent *event);
+    // The keys that waited follow the paste at its pace, one report each.
+    void replayNextHeldKey();
     void placeSoftKeyboard();
     void followWithSoftKeyboard();
 
@@ -432,6 +434,8 @@ private:
         quint32 nativeModifiers;
     };
     QList<HeldKeyEvent> m_keysDuringPaste;
+    QList<HeldKeyEvent> m_keysAfterPaste; // waiting for their turn after the paste ended
+    QTimer *m_heldKeyTimer = nullptr;
     bool m_swallowEscapeRelease = false;
     OperatorKeys m_operatorKeys{keyReleasesMayBeRepeats()}; // the local keyboard's keys down
     QTimer *m_releaseFlushTimer = nullptr;

@@ -152,16 +152,36 @@ void TavroVideo::finishPaste(bool cancelled)
         qDebug() << "[key_pass] 粘贴文本模拟完成";
         emit statusBarMessageRequested(progressText(total, total));
     }
-    // What the operator typed meanwhile follows, in order.
-    const QList<HeldKeyEvent> held = std::exchange(m_keysDuringPaste, {});
-    for (const HeldKeyEvent &k : held) {
-        QKeyEvent event(k.type, k.key, k.modifiers, k.nativeScanCode, k.nativeVirtualKey,
-                        k.nativeModifiers, k.text, k.autoRepeat);
-        if (k.type == QEvent::KeyPress)
-            keyPressEvent(&event);
-        else
-            keyReleaseEvent(&event);
+    // What the operator typed meanwhile follows, in order and at the paste's pace: sent at once
+    // they would replace each other before the target reads them.
+    m_keysAfterPaste += std::exchange(m_keysDuringPaste, {});
+    if (!m_keysAfterPaste.isEmpty()) {
+        if (!m_heldKeyTimer) {
+            m_heldKeyTimer = new QTimer(this);
+            m_heldKeyTimer->setSingleShot(true);
+            m_heldKeyTimer->setTimerType(Qt::PreciseTimer);
+            connect(m_heldKeyTimer, &QTimer::timeout, this, &TavroVideo::replayNextHeldKey);
+        }
+        m_heldKeyTimer->start(m_pasteIntervalMs);
     }
+}
+
+void TavroVideo::replayNextHeldKey()
+{
+    if (m_keysAfterPaste.isEmpty())
+        return;
+    const HeldKeyEvent k = m_keysAfterPaste.takeFirst();
+    QKeyEvent event(k.type, k.key, k.modifiers, k.nativeScanCode, k.nativeVirtualKey,
+                    k.nativeModifiers, k.text, k.autoRepeat);
+    // Sent as typed now; keys typed meanwhile queue behind it (holdKeyDuringPaste).
+    const QList<HeldKeyEvent> later = std::exchange(m_keysAfterPaste, {});
+    if (k.type == QEvent::KeyPress)
+        keyPressEvent(&event);
+    else
+        keyReleaseEvent(&event);
+    m_keysAfterPaste = later + m_keysAfterPaste;
+    if (!m_keysAfterPaste.isEmpty())
+        m_heldKeyTimer->start(m_pasteIntervalMs);
 }
 
 bool TavroVideo::holdKeyDuringPaste(const QKeyEvent *event)
@@ -171,8 +191,14 @@ bool TavroVideo::holdKeyDuringPaste(const QKeyEvent *event)
         m_swallowEscapeRelease = false;
         return true;
     }
-    if (!isPasting())
-        return false;
+    if (!isPasting()) {
+        if (m_keysAfterPaste.isEmpty())
+            return false;
+        m_keysAfterPaste.append({event->type(), event->key(), event->modifiers(), event->text(),
+                                 event->isAutoRepeat(), event->nativeScanCode(),
+                                 event->nativeVirtualKey(), event->nativeModifiers()});
+        return true;
+    }
     if (event->key() == Qt::Key_Escape) {
         if (event->type() == QEvent::KeyPress && !event->isAutoRepeat()) {
             m_swallowEscapeRelease = true;

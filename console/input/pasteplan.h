@@ -26,6 +26,9 @@ struct PastePlan
 PastePlan planPaste(const QString &text, const KeyboardLayout &layout);
 
 // Interval between paste reports, per box. A target that reads its keyboard every 8 ms (the
-// slowest common USB polling of keyboards) sees every report that stays 10 ms.
-constexpr int kDefaultPasteIntervalMs = 10;
+// slowest common USB polling of keyboards) sees a report that stays one poll period; the
+// reports reach the box with some jitter (the host's timers, the USB and serial drivers), which
+// can shorten one report by as much as it delays the next. Two poll periods leave a whole
+// period for that jitter.
+constexpr int kDefaultPasteIntervalMs = 16;
 constexpr int kMaxPasteIntervalMs = 100;

@@ -11,6 +11,7 @@
 #include <QSignalSpy>
 #include <QTest>
 
+#include "console/input/pasteplan.h"
 #include "console/input/systemkeyboardhook.h"
 #include "db/dbmanager.h"
 #include "serial/deviceuartmanager.h"
@@ -469,8 +470,8 @@ void TestTavroVideoKeyboard::pasteTypesTheClipboard()
     // through the encoder. The paced path on other layouts is tst_pastelayout's.
     const QString did = m_view->getCurrentDeviceDid();
     QVERIFY(DBManager::instance()->setDevicePasteInterval(did, 0));
-    const auto paced =
-        qScopeGuard([did] { DBManager::instance()->setDevicePasteInterval(did, 10); });
+    const auto paced = qScopeGuard(
+        [did] { DBManager::instance()->setDevicePasteInterval(did, kDefaultPasteIntervalMs); });
     const QString before = lastTypedText();
     QGuiApplication::clipboard()->setText(text);
     const int from = quietEventCount();
@@ -494,8 +495,8 @@ void TestTavroVideoKeyboard::pasteLogsAPreview()
 {
     const QString did = m_view->getCurrentDeviceDid();
     QVERIFY(DBManager::instance()->setDevicePasteInterval(did, 0));
-    const auto paced =
-        qScopeGuard([did] { DBManager::instance()->setDevicePasteInterval(did, 10); });
+    const auto paced = qScopeGuard(
+        [did] { DBManager::instance()->setDevicePasteInterval(did, kDefaultPasteIntervalMs); });
     const QString text = QString(150, QLatin1Char('z'));
     QGuiApplication::clipboard()->setText(text);
     QTest::ignoreMessage(

@@ -144,7 +144,7 @@ void TestDBManager::oldFileIsMigrated()
         QVERIFY(row.value("audio_input_device_id").isNull());
         // Boxes known before pasting had a layout type on US, paced.
         QCOMPARE(row.value("keyboard_layout").toString(), QString("us"));
-        QCOMPARE(row.value("paste_interval_ms").toInt(), 10);
+        QCOMPARE(row.value("paste_interval_ms").toInt(), 16);
     }
     QCOMPARE(DBManager::instance()->getDeviceByDid(kDid1).value("uart_port").toString(),
              QString("ttyACM0"));
