@@ -165,7 +165,7 @@ void TestPasteLayout::pacedPasteArrivesExactly()
 
     QTRY_VERIFY_WITH_TIMEOUT(!m_view->isPasting(), kPasteTimeoutMs);
     QTRY_COMPARE(whereTheyDiffer(targetText(), text + "7"), QString());
-    QCOMPARE(screen().heldKeys, 0u);
+    QTRY_COMPARE(screen().heldKeys, 0u); // the 7's release follows its press an interval later
     QCOMPARE(m_console.box().namesSeen().count(QStringLiteral("report_lost")), 0);
     QCOMPARE(progress.last().first().toString(), QStringLiteral("2000 / 2000"));
     QVERIFY(progress.size() > 100); // "n / N" as it goes
