@@ -106,9 +106,11 @@ void onEncodeBinPadLinked(GstPad *encodeBinPad, GstPad *branchSrc, gpointer)
     gst_object_unref(branch);
 }
 
-// Sound enough for the encoder to write a frame of it: AAC needs 1024 samples, and a lone short
-// buffer followed by the end of the stream gives an empty track.
-constexpr GstClockTime kFirstSoundNs = 200 * GST_MSECOND;
+// Sound enough for the file to get a sound track: AAC needs 1024 samples, a lone short buffer
+// followed by the end of the stream gives an empty track, and sound that starts late arrives
+// first as a burst timestamped in the past, which the muxer may drop; the live sound after the
+// burst is kept.
+constexpr GstClockTime kFirstSoundNs = 500 * GST_MSECOND;
 constexpr GstClockTime kUnknownBufferNs = 10 * GST_MSECOND;
 
 GstClockTime soundDuration(GstBuffer *buffer)
