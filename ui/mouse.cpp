@@ -65,6 +65,15 @@ QComboBox {
 QComboBox:disabled {
     color: #808080;
 }
+QSpinBox {
+    background-color: rgb(18, 18, 18);
+    color: white;
+    border: 1px solid #666666;
+    border-radius: 4px;
+    padding: 2px 6px;
+    min-height: 20px;
+    font-size: 12px;
+}
 QComboBox::drop-down {
     subcontrol-origin: padding;
     subcontrol-position: top right;
