@@ -53,7 +53,7 @@ QWidget#contentWidget QLabel {
     font-size: 12px;
     background-color: transparent;
 }
-QComboBox {
+QComboBox, QSpinBox {
     background-color: rgb(18, 18, 18);
     color: white;
     border: 1px solid #666666;
@@ -64,15 +64,6 @@ QComboBox {
 }
 QComboBox:disabled {
     color: #808080;
-}
-QSpinBox {
-    background-color: rgb(18, 18, 18);
-    color: white;
-    border: 1px solid #666666;
-    border-radius: 4px;
-    padding: 2px 6px;
-    min-height: 20px;
-    font-size: 12px;
 }
 QComboBox::drop-down {
     subcontrol-origin: padding;

@@ -17,6 +17,7 @@
 #include "serial/deviceuartmanager.h"
 #include "serial/uartmanager.h"
 #include "tests/support/consolewithbox.h"
+#include "tests/support/typelikeakeyboard.h"
 
 namespace {
 
@@ -41,23 +42,6 @@ void deliver(QWidget *widget, const QList<KeyStep> &steps)
                         step.autoRepeat);
         event.setTimestamp(step.timestamp);
         QApplication::sendEvent(widget, &event);
-    }
-}
-
-// Presses and releases keys as a US keyboard would for `text`: Shift around capitals and the
-// shifted punctuation, one key event per key.
-void typeLikeAKeyboard(QWidget *widget, const QString &text)
-{
-    static const QString shiftedPunctuation = QStringLiteral("!@#$%^&*()_+{}|:\"<>?~");
-    for (const QChar c : text) {
-        const bool shifted = c.isUpper() || shiftedPunctuation.contains(c);
-        const Qt::KeyboardModifiers modifiers = shifted ? Qt::ShiftModifier : Qt::NoModifier;
-        if (shifted)
-            QTest::keyPress(widget, Qt::Key_Shift, Qt::ShiftModifier);
-        const int key = c.isLetter() ? Qt::Key_A + (c.toUpper().unicode() - 'A') : c.unicode();
-        QTest::keyClick(widget, Qt::Key(key), modifiers);
-        if (shifted)
-            QTest::keyRelease(widget, Qt::Key_Shift, Qt::NoModifier);
     }
 }
 
