@@ -273,11 +273,13 @@ void TavroVideo::paintEvent(QPaintEvent *)
         QTimer::singleShot(16, this, qOverload<>(&QWidget::update));
         return;
     }
-    painter.fillRect(rect(), Qt::black);
-    if (m_convertedImage.isNull())
+    if (m_convertedImage.isNull()) {
+        painter.fillRect(rect(), Qt::black);
         return;
+    }
     // The picture was converted at the displayed rectangle's size and is copied as it is. Between
-    // a resize and its re-conversion it keeps its own size, centred where the picture goes.
+    // a resize and its re-conversion it keeps its own size, centred where the picture goes. Only
+    // the bars around it are filled: a full-view fill first would write every pixel twice.
     QRect area = getActualVideoDisplayRect();
     if (area.isNull())
         area = rect();
@@ -285,6 +287,8 @@ void TavroVideo::paintEvent(QPaintEvent *)
     const QRect target(area.x() + (area.width() - shown.width()) / 2,
                        area.y() + (area.height() - shown.height()) / 2, shown.width(),
                        shown.height());
+    for (const QRect &bar : QRegion(rect()).subtracted(QRegion(target)))
+        painter.fillRect(bar, Qt::black);
     if (paintGeometryLogs++ < kPaintGeometryLogs)
         qDebug() << "[TavroVideo::paintEvent] 绘制视频帧 - 帧尺寸:" << m_convertedImage.size()
                  << "窗口尺寸:" << size() << "目标区域:" << target;

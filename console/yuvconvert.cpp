@@ -131,12 +131,6 @@ bool convertDirect(const YuvPicture &p, uint8_t *out, int outStride)
     return false;
 }
 
-struct Planes
-{
-    const uint8_t *y, *u, *v;
-    int yStride, uStride, vStride;
-};
-
 } // namespace
 
 void convertYuvRows(const YuvPicture &picture, quint32 *destination, int destinationStride,
@@ -183,11 +177,154 @@ YuvPicture yuvRows(const YuvPicture &picture, int firstRow, int endRow)
     return rows;
 }
 
+// The averaging loops below are plain C++ that the compiler vectorizes; on x86-64 it also builds an
+// AVX2 version of each, chosen at load time.
+#if defined(__x86_64__) && defined(__has_attribute)
+#if __has_attribute(target_clones)
+#define TAVRO_VECTOR_CLONES __attribute__((target_clones("avx2", "default")))
+#endif
+#endif
+#ifndef TAVRO_VECTOR_CLONES
+#define TAVRO_VECTOR_CLONES
+#endif
+
 namespace {
 
-// Every layout is brought to separate Y, U and V planes (4:2:0, or 4:2:2 for the packed ones),
-// scaled plane by plane, then converted at the destination size. The box filter works on whole
-// planes; the interleaved scalers of the library only filter bilinearly.
+constexpr int kLargestWholeFactor = 6;
+
+// The factor by which a picture shrinks to the destination in both directions alike, when it is a
+// whole number; 0 otherwise.
+int wholeFactor(int width, int height, int destinationWidth, int destinationHeight)
+{
+    if (destinationWidth < 1 || destinationHeight < 1 || width % destinationWidth != 0)
+        return 0;
+    const int factor = width / destinationWidth;
+    return height == factor * destinationHeight ? factor : 0;
+}
+
+// Column sums of `rows` consecutive rows of `bytes` bytes, in 16 bits.
+TAVRO_VECTOR_CLONES void sumRows(const uint8_t *first, int stride, int rows, int bytes,
+                                 uint16_t *sums)
+{
+    for (int x = 0; x < bytes; ++x)
+        sums[x] = first[x];
+    for (int r = 1; r < rows; ++r) {
+        const uint8_t *row = first + qsizetype(r) * stride;
+        for (int x = 0; x < bytes; ++x)
+            sums[x] = uint16_t(sums[x] + row[x]);
+    }
+}
+
+// Each output sample is the mean of Factor neighbouring column sums of its channel; scale is
+// 65536 / (Factor * Factor), so a sum of Factor x Factor samples comes back to 8 bits.
+template<int Factor, int Channels>
+inline void averageColumns(const uint16_t *sums, int outputs, uint32_t scale, uint8_t *out)
+{
+    for (int x = 0; x < outputs; ++x) {
+        for (int c = 0; c < Channels; ++c) {
+            uint32_t sum = 0;
+            for (int i = 0; i < Factor; ++i)
+                sum += sums[(x * Factor + i) * Channels + c];
+            out[x * Channels + c] = uint8_t((sum * scale + 0x8000u) >> 16);
+        }
+    }
+}
+
+using AverageColumns = void (*)(const uint16_t *, int, uint32_t, uint8_t *);
+
+#define TAVRO_AVERAGE_COLUMNS(factor, channels)                                                    \
+    TAVRO_VECTOR_CLONES void averageColumns##factor##x##channels(                                  \
+        const uint16_t *sums, int outputs, uint32_t scale, uint8_t *out)                           \
+    {                                                                                              \
+        averageColumns<factor, channels>(sums, outputs, scale, out);                               \
+    }
+TAVRO_AVERAGE_COLUMNS(3, 1)
+TAVRO_AVERAGE_COLUMNS(4, 1)
+TAVRO_AVERAGE_COLUMNS(5, 1)
+TAVRO_AVERAGE_COLUMNS(6, 1)
+TAVRO_AVERAGE_COLUMNS(3, 2)
+TAVRO_AVERAGE_COLUMNS(4, 2)
+TAVRO_AVERAGE_COLUMNS(5, 2)
+TAVRO_AVERAGE_COLUMNS(6, 2)
+#undef TAVRO_AVERAGE_COLUMNS
+
+AverageColumns averageColumnsFor(int factor, int channels)
+{
+    static const AverageColumns table[2][4] = {
+        {averageColumns3x1, averageColumns4x1, averageColumns5x1, averageColumns6x1},
+        {averageColumns3x2, averageColumns4x2, averageColumns5x2, averageColumns6x2}};
+    if (factor < 3 || factor > kLargestWholeFactor || channels < 1 || channels > 2)
+        return nullptr;
+    return table[channels - 1][factor - 3];
+}
+
+// A shrink by the same whole factor (3 to 6) in both directions, each output sample the exact mean
+// of its factor x factor block: the library's box filter gives the same picture, but sums its
+// columns one sample at a time, which made it the largest cost of showing a 4K picture at
+// 1280x720. sums must hold a source row's samples. False, touching nothing, for other sizes (the
+// library's own filters take those; it halves with vector code already).
+bool shrinkByWholeFactor(const uint8_t *source, int stride, int width, int height, int channels,
+                         uint8_t *destination, int destinationStride, int destinationWidth,
+                         int destinationHeight, uint16_t *sums)
+{
+    const int factor = wholeFactor(width, height, destinationWidth, destinationHeight);
+    const AverageColumns average = averageColumnsFor(factor, channels);
+    if (!average)
+        return false;
+    const uint32_t scale = uint32_t(std::lround(65536.0 / (factor * factor)));
+    for (int row = 0; row < destinationHeight; ++row) {
+        sumRows(source + qsizetype(row) * factor * stride, stride, factor, width * channels, sums);
+        average(sums, destinationWidth, scale, destination + qsizetype(row) * destinationStride);
+    }
+    return true;
+}
+
+// Converts at the picture's own size into scratch, then scales the RGB bilinearly: for enlarging,
+// where the source is the smaller picture, and for packed layouts shrunk by less than half, where
+// the library's packed-to-RGB pass is cheaper than splitting the planes first.
+bool convertThenScaleRgb(const YuvPicture &picture, uint8_t *out, int destinationStride,
+                         int destinationWidth, int destinationHeight, std::vector<uchar> &scratch)
+{
+    const int stride = picture.width * 4;
+    uchar *rgb = reserve(scratch, size_t(stride) * picture.height);
+    return convertDirect(picture, rgb, stride) &&
+           libyuv::ARGBScale(rgb, stride, picture.width, picture.height, out, destinationStride,
+                             destinationWidth, destinationHeight, libyuv::kFilterBilinear) == 0;
+}
+
+// A plane is averaged over whole blocks where the size allows; else it is shrunk by exact halves
+// (2x2 averages, the library's fastest filter) while at least twice the wanted size remains, then
+// bilinearly over the last factor below two. Against the toolkit's area filter this stays within
+// the edges of strokes, closer than the library's own box filter at such sizes, whose boxes of
+// whole pixels shift strokes by a fraction of a pixel. spare must hold a quarter and a sixteenth
+// of the plane.
+void shrinkPlane(const uint8_t *source, int stride, int width, int height, uint8_t *destination,
+                 int destinationStride, int destinationWidth, int destinationHeight, uint8_t *spare,
+                 uint16_t *sums)
+{
+    if (shrinkByWholeFactor(source, stride, width, height, 1, destination, destinationStride,
+                            destinationWidth, destinationHeight, sums))
+        return;
+    uint8_t *halves[2] = {spare, spare + size_t(width / 2) * (height / 2)};
+    int next = 0;
+    while (width >= 2 * destinationWidth && height >= 2 * destinationHeight &&
+           (width > 2 * destinationWidth || height > 2 * destinationHeight)) {
+        const int halfWidth = width / 2, halfHeight = height / 2;
+        libyuv::ScalePlane(source, stride, width, height, halves[next], halfWidth, halfWidth,
+                           halfHeight, libyuv::kFilterBox);
+        source = halves[next];
+        stride = halfWidth;
+        width = halfWidth;
+        height = halfHeight;
+        next ^= 1;
+    }
+    libyuv::ScalePlane(source, stride, width, height, destination, destinationStride,
+                       destinationWidth, destinationHeight, libyuv::kFilterBox);
+}
+
+// Every plane is shrunk as above, so small text stays as readable as the toolkit's smooth scaling
+// makes it. Packed layouts shrunk to half or less are first split to Y and 4:2:0 U/V (chroma rows
+// averaged in pairs, which the shrink would average anyway).
 bool convertWhole(const YuvPicture &picture, uint8_t *out, int destinationStride,
                   int destinationWidth, int destinationHeight, std::vector<uchar> &scratch)
 {
@@ -195,66 +332,72 @@ bool convertWhole(const YuvPicture &picture, uint8_t *out, int destinationStride
     const int dw = destinationWidth, dh = destinationHeight;
     if (dw == w && dh == h)
         return convertDirect(picture, out, destinationStride);
-
     const bool packed = isPacked(picture.layout);
-    const int cw = (w + 1) / 2, ch = packed ? h : (h + 1) / 2;
-    const int dcw = (dw + 1) / 2, dch = packed ? dh : (dh + 1) / 2;
-    // Source planes that need splitting first, then the scaled planes.
-    const size_t splitBytes = picture.layout == YuvLayout::Yuv420p ? 0
-                              : packed ? size_t(w) * h + 2 * size_t(cw) * ch
-                                       : 2 * size_t(cw) * ch;
+    if ((dw >= w && dh >= h) || (packed && dh * 2 > h))
+        return convertThenScaleRgb(picture, out, destinationStride, dw, dh, scratch);
+
+    const int cw = (w + 1) / 2, ch = (h + 1) / 2;
+    const int dcw = (dw + 1) / 2, dch = (dh + 1) / 2;
+    const size_t chromaBytes = size_t(cw) * ch;
+    const size_t packedBytes = packed ? size_t(w) * h + 2 * chromaBytes : 0;
     const size_t scaledBytes = size_t(dw) * dh + 2 * size_t(dcw) * dch;
-    uchar *base = reserve(scratch, splitBytes + scaledBytes);
+    // Interleaved chroma split to planes, the halves of one plane (luma's the largest), and 16-bit
+    // row sums (of the widest row, interleaved chroma included), kept aligned.
+    const size_t spareBytes = 2 * chromaBytes + size_t(w / 2) * (h / 2) + size_t(w / 4) * (h / 4);
+    const size_t sumsOffset = (packedBytes + scaledBytes + spareBytes + 15) & ~size_t(15);
+    uchar *base = reserve(scratch, sumsOffset + size_t(std::max(w, 2 * cw)) * sizeof(uint16_t));
+    uchar *dy = base + packedBytes, *du = dy + size_t(dw) * dh, *dv = du + size_t(dcw) * dch;
+    uchar *splitU = dv + size_t(dcw) * dch, *splitV = splitU + chromaBytes;
+    uchar *halves = splitV + chromaBytes;
+    auto *sums = reinterpret_cast<uint16_t *>(base + sumsOffset);
 
     const uint8_t *const *in = picture.planes;
     const int *s = picture.strides;
-    Planes src{};
-    uchar *split = base;
-    switch (picture.layout) {
-    case YuvLayout::Yuv420p:
-        src = {in[0], in[1], in[2], s[0], s[1], s[2]};
-        break;
-    case YuvLayout::Nv12:
-    case YuvLayout::Nv21: {
-        uchar *first = split, *second = split + size_t(cw) * ch;
-        libyuv::SplitUVPlane(in[1], s[1], first, cw, second, cw, cw, ch);
-        if (picture.layout == YuvLayout::Nv21)
-            std::swap(first, second);
-        src = {in[0], first, second, s[0], cw, cw};
-        break;
-    }
-    case YuvLayout::Yuyv:
-    case YuvLayout::Uyvy: {
-        uchar *y = split, *u = y + size_t(w) * h, *v = u + size_t(cw) * ch;
+    const uint8_t *y = in[0], *u = in[1], *v = in[2];
+    int yStride = s[0], uStride = s[1], vStride = s[2];
+    if (packed) {
+        // To Y and interleaved U/V, then as the interleaved layouts.
+        uchar *uv = base + size_t(w) * h;
         const int rc = picture.layout == YuvLayout::Yuyv
-                           ? libyuv::YUY2ToI422(in[0], s[0], y, w, u, cw, v, cw, w, h)
-                           : libyuv::UYVYToI422(in[0], s[0], y, w, u, cw, v, cw, w, h);
+                           ? libyuv::YUY2ToNV12(in[0], s[0], base, w, uv, cw * 2, w, h)
+                           : libyuv::UYVYToNV12(in[0], s[0], base, w, uv, cw * 2, w, h);
         if (rc != 0)
             return false;
-        src = {y, u, v, w, cw, cw};
-        break;
+        y = base, yStride = w, u = uv, uStride = cw * 2;
     }
-    }
+    shrinkPlane(y, yStride, w, h, dy, dw, dw, dh, halves, sums);
 
-    uchar *dy = base + splitBytes, *du = dy + size_t(dw) * dh, *dv = du + size_t(dcw) * dch;
-    libyuv::ScalePlane(src.y, src.yStride, w, h, dy, dw, dw, dh, libyuv::kFilterBox);
-    libyuv::ScalePlane(src.u, src.uStride, cw, ch, du, dcw, dcw, dch, libyuv::kFilterBox);
-    libyuv::ScalePlane(src.v, src.vStride, cw, ch, dv, dcw, dcw, dch, libyuv::kFilterBox);
-    const int rc =
-        packed ? libyuv::I422ToARGB(dy, dw, du, dcw, dv, dcw, out, destinationStride, dw, dh)
-               : libyuv::I420ToARGB(dy, dw, du, dcw, dv, dcw, out, destinationStride, dw, dh);
-    return rc == 0;
+    if (picture.layout != YuvLayout::Yuv420p) {
+        // Interleaved U/V: averaged as pairs over whole blocks, else split into planes (the
+        // library's bilinear filter for pairs comes out about two levels darker).
+        const bool swapped = picture.layout == YuvLayout::Nv21;
+        if (shrinkByWholeFactor(u, uStride, cw, ch, 2, du, dcw * 2, dcw, dch, sums)) {
+            return swapped
+                       ? libyuv::NV21ToARGB(dy, dw, du, dcw * 2, out, destinationStride, dw, dh) ==
+                             0
+                       : libyuv::NV12ToARGB(dy, dw, du, dcw * 2, out, destinationStride, dw, dh) ==
+                             0;
+        }
+        libyuv::SplitUVPlane(u, uStride, splitU, cw, splitV, cw, cw, ch);
+        u = swapped ? splitV : splitU;
+        v = swapped ? splitU : splitV;
+        uStride = vStride = cw;
+    }
+    shrinkPlane(u, uStride, cw, ch, du, dcw, dcw, dch, halves, sums);
+    shrinkPlane(v, vStride, cw, ch, dv, dcw, dcw, dch, halves, sums);
+    return libyuv::I420ToARGB(dy, dw, du, dcw, dv, dcw, out, destinationStride, dw, dh) == 0;
 }
 
 // Destination rows per strip when a shrink to half or less is cut into strips: a whole number of
-// source rows each, so no box straddles two strips, both even for 4:2:0 chroma; 0 when no cut
+// source rows each, so no box straddles two strips, even, and source rows a multiple of four so
+// that the 4:2:0 chroma halves exactly; 0 when no cut
 // fits.
 int stripRows(int sourceHeight, int destinationHeight)
 {
     // About 16 destination rows keep a 4K strip's planes in the second-level cache.
     constexpr int kTargetRows = 16;
     int rows = destinationHeight / std::gcd(sourceHeight, destinationHeight);
-    while (rows % 2 != 0 || qint64(rows) * sourceHeight / destinationHeight % 2 != 0)
+    while (rows % 2 != 0 || qint64(rows) * sourceHeight / destinationHeight % 4 != 0)
         rows *= 2;
     rows *= (kTargetRows + rows - 1) / rows;
     return rows * 2 <= destinationHeight ? rows : 0;
@@ -262,7 +405,7 @@ int stripRows(int sourceHeight, int destinationHeight)
 
 } // namespace
 
-// A shrink to half or less goes strip by strip, so the split and scaled planes stay in cache and
+// A shrink by a whole factor goes strip by strip, so the split and scaled planes stay in cache and
 // the source is read once; other sizes convert in one piece (bilinear filtering would show seams
 // between strips).
 bool convertYuvToSize(const YuvPicture &picture, quint32 *destination, int destinationStride,
@@ -273,10 +416,8 @@ bool convertYuvToSize(const YuvPicture &picture, quint32 *destination, int desti
     auto *out = reinterpret_cast<uint8_t *>(destination);
     const int w = picture.width, h = picture.height;
     const int dw = destinationWidth, dh = destinationHeight;
-    // The library averages boxes below half size and 2x2 blocks at exactly half; anything else
-    // it filters bilinearly.
-    const bool boxes = (dw * 2 < w && dh * 2 < h) || (dw * 2 == w && dh * 2 == h);
-    const int strip = boxes ? stripRows(h, dh) : 0;
+    const int factor = wholeFactor(w, h, dw, dh);
+    const int strip = factor >= 2 && factor <= kLargestWholeFactor ? stripRows(h, dh) : 0;
     if (strip == 0)
         return convertWhole(picture, out, destinationStride, dw, dh, scratch);
     for (int first = 0; first < dh; first += strip) {
