@@ -246,16 +246,23 @@ TAVRO_AVERAGE_COLUMNS(3, 2)
 TAVRO_AVERAGE_COLUMNS(4, 2)
 TAVRO_AVERAGE_COLUMNS(5, 2)
 TAVRO_AVERAGE_COLUMNS(6, 2)
+TAVRO_AVERAGE_COLUMNS(3, 4)
+TAVRO_AVERAGE_COLUMNS(4, 4)
+TAVRO_AVERAGE_COLUMNS(5, 4)
+TAVRO_AVERAGE_COLUMNS(6, 4)
 #undef TAVRO_AVERAGE_COLUMNS
 
+// Channels: 1 for a plane, 2 for interleaved U/V, 4 for RGB pixels.
 AverageColumns averageColumnsFor(int factor, int channels)
 {
-    static const AverageColumns table[2][4] = {
+    static const AverageColumns table[3][4] = {
         {averageColumns3x1, averageColumns4x1, averageColumns5x1, averageColumns6x1},
-        {averageColumns3x2, averageColumns4x2, averageColumns5x2, averageColumns6x2}};
-    if (factor < 3 || factor > kLargestWholeFactor || channels < 1 || channels > 2)
+        {averageColumns3x2, averageColumns4x2, averageColumns5x2, averageColumns6x2},
+        {averageColumns3x4, averageColumns4x4, averageColumns5x4, averageColumns6x4}};
+    if (factor < 3 || factor > kLargestWholeFactor ||
+        (channels != 1 && channels != 2 && channels != 4))
         return nullptr;
-    return table[channels - 1][factor - 3];
+    return table[channels == 4 ? 2 : channels - 1][factor - 3];
 }
 
 // A shrink by the same whole factor (3 to 6) in both directions, each output sample the exact mean
@@ -356,18 +363,22 @@ bool convertWhole(const YuvPicture &picture, uint8_t *out, int destinationStride
     const uint8_t *y = in[0], *u = in[1], *v = in[2];
     int yStride = s[0], uStride = s[1], vStride = s[2];
     if (packed) {
-        // To Y and interleaved U/V, then as the interleaved layouts.
-        uchar *uv = base + size_t(w) * h;
-        const int rc = picture.layout == YuvLayout::Yuyv
-                           ? libyuv::YUY2ToNV12(in[0], s[0], base, w, uv, cw * 2, w, h)
-                           : libyuv::UYVYToNV12(in[0], s[0], base, w, uv, cw * 2, w, h);
+        // To Y, U and V planes, then as 4:2:0 frames.
+        uchar *splitY = base, *splitUPlane = base + size_t(w) * h;
+        uchar *splitVPlane = splitUPlane + chromaBytes;
+        const int rc =
+            picture.layout == YuvLayout::Yuyv
+                ? libyuv::YUY2ToI420(in[0], s[0], splitY, w, splitUPlane, cw, splitVPlane, cw, w, h)
+                : libyuv::UYVYToI420(in[0], s[0], splitY, w, splitUPlane, cw, splitVPlane, cw, w,
+                                     h);
         if (rc != 0)
             return false;
-        y = base, yStride = w, u = uv, uStride = cw * 2;
+        y = splitY, u = splitUPlane, v = splitVPlane;
+        yStride = w, uStride = vStride = cw;
     }
     shrinkPlane(y, yStride, w, h, dy, dw, dw, dh, halves, sums);
 
-    if (picture.layout != YuvLayout::Yuv420p) {
+    if (picture.layout == YuvLayout::Nv12 || picture.layout == YuvLayout::Nv21) {
         // Interleaved U/V: averaged as pairs over whole blocks, else split into planes (the
         // library's bilinear filter for pairs comes out about two levels darker).
         const bool swapped = picture.layout == YuvLayout::Nv21;
@@ -439,6 +450,29 @@ bool scaleRgb32(const uchar *source, int sourceStride, int sourceWidth, int sour
     if (!source || !destination || sourceWidth < 1 || sourceHeight < 1 || destinationWidth < 1 ||
         destinationHeight < 1)
         return false;
+    // As the planes: whole blocks, or exact halves while at least twice the size remains, then
+    // bilinear (the library's box filter for RGB samples rows instead of averaging them at a
+    // third and below).
+    std::vector<uint16_t> sums(size_t(sourceWidth) * 4);
+    if (shrinkByWholeFactor(source, sourceStride, sourceWidth, sourceHeight, 4,
+                            reinterpret_cast<uint8_t *>(destination), destinationStride,
+                            destinationWidth, destinationHeight, sums.data()))
+        return true;
+    std::vector<uchar> halves[2];
+    int next = 0;
+    while (sourceWidth >= 2 * destinationWidth && sourceHeight >= 2 * destinationHeight &&
+           (sourceWidth > 2 * destinationWidth || sourceHeight > 2 * destinationHeight)) {
+        const int halfWidth = sourceWidth / 2, halfHeight = sourceHeight / 2;
+        halves[next].resize(size_t(halfWidth) * halfHeight * 4);
+        if (libyuv::ARGBScale(source, sourceStride, sourceWidth, sourceHeight, halves[next].data(),
+                              halfWidth * 4, halfWidth, halfHeight, libyuv::kFilterBox) != 0)
+            return false;
+        source = halves[next].data();
+        sourceStride = halfWidth * 4;
+        sourceWidth = halfWidth;
+        sourceHeight = halfHeight;
+        next ^= 1;
+    }
     return libyuv::ARGBScale(source, sourceStride, sourceWidth, sourceHeight,
                              reinterpret_cast<uint8_t *>(destination), destinationStride,
                              destinationWidth, destinationHeight, libyuv::kFilterBox) == 0;

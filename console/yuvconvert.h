@@ -41,16 +41,18 @@ YuvBandCut yuvBandCut(int sourceHeight, int destinationHeight);
 // The rows [firstRow, endRow) of a picture as a picture of their own; firstRow must be even.
 YuvPicture yuvRows(const YuvPicture &picture, int firstRow, int endRow);
 
-// Converts the picture to destinationWidth x destinationHeight 0xffRRGGBB pixels: the YUV planes
-// are scaled first (area average when shrinking to half or less, bilinear otherwise) and only the
-// pixels shown are colour converted, with limited-range BT.601 that stays within 2 levels of
-// convertYuvRows. scratch holds the scaled planes and is reused from call to call, so a stream of
-// one size allocates once; one call at a time per scratch. False, with the destination untouched,
-// when the picture or a size is unusable.
+// Converts the picture to destinationWidth x destinationHeight 0xffRRGGBB pixels. Shrinking, the
+// YUV planes are scaled first and only the pixels shown are colour converted: a whole factor in
+// both directions averages each block exactly; other sizes halve exactly while they can and filter
+// the rest bilinearly. Enlarging converts at the picture's size and scales the RGB bilinearly.
+// Limited-range BT.601, within 2 levels of convertYuvRows. scratch holds the intermediate planes
+// and is reused from call to call, so a stream of one size allocates once; one call at a time per
+// scratch. False, with the destination untouched, when the picture or a size is unusable.
 bool convertYuvToSize(const YuvPicture &picture, quint32 *destination, int destinationStride,
                       int destinationWidth, int destinationHeight, std::vector<uchar> &scratch);
 
-// Scales 0xffRRGGBB (or premultiplied ARGB) pixels with the same filters as convertYuvToSize.
+// Scales 0xffRRGGBB (or premultiplied ARGB) pixels: exact halves while at least twice the size
+// remains, then bilinear.
 bool scaleRgb32(const uchar *source, int sourceStride, int sourceWidth, int sourceHeight,
                 quint32 *destination, int destinationStride, int destinationWidth,
                 int destinationHeight);
