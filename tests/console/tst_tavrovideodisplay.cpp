@@ -148,6 +148,21 @@ QVideoFrame textFrame(const QSize &size, QVideoFrameFormat::PixelFormat format)
     return frame;
 }
 
+// The frame as the display shows it at `shown`, and as the toolkit's own conversion and smooth
+// scaling would.
+std::pair<QImage, QImage> shownBothWays(QVideoFrame source, const QSize &shown)
+{
+    const QImage toolkit = source.toImage()
+                               .convertToFormat(QImage::Format_RGB32)
+                               .scaled(shown, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    if (!source.map(QVideoFrame::ReadOnly))
+        return {};
+    FrameScratch scratch;
+    const QImage display = displayImageOfMappedFrame(source, shown, scratch);
+    source.unmap();
+    return {display, toolkit};
+}
+
 } // namespace
 
 void TestTavroVideoDisplay::initTestCase()
@@ -476,14 +491,7 @@ void TestTavroVideoDisplay::scaledConversionFollowsTheToolkitsSmoothScaling()
     QFETCH(QSize, frame);
     QFETCH(QSize, shown);
 
-    QVideoFrame source = patternFrame(frame, format);
-    const QImage expected = source.toImage()
-                                .convertToFormat(QImage::Format_RGB32)
-                                .scaled(shown, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
-    QVERIFY(source.map(QVideoFrame::ReadOnly));
-    FrameScratch scratch;
-    const QImage converted = displayImageOfMappedFrame(source, shown, scratch);
-    source.unmap();
+    const auto [converted, expected] = shownBothWays(patternFrame(frame, format), shown);
     QCOMPARE(converted.size(), shown);
 
     double difference = 0;
@@ -534,14 +542,7 @@ void TestTavroVideoDisplay::smallTextLooksAsTheToolkitShowsIt()
     QFETCH(int, largestDifference);
     QFETCH(double, largestMean);
 
-    QVideoFrame source = textFrame(QSize(3840, 2160), format);
-    const QImage expected = source.toImage()
-                                .convertToFormat(QImage::Format_RGB32)
-                                .scaled(shown, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
-    QVERIFY(source.map(QVideoFrame::ReadOnly));
-    FrameScratch scratch;
-    const QImage converted = displayImageOfMappedFrame(source, shown, scratch);
-    source.unmap();
+    const auto [converted, expected] = shownBothWays(textFrame(QSize(3840, 2160), format), shown);
     QCOMPARE(converted.size(), shown);
 
     int largest = 0;
