@@ -5,7 +5,6 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QMouseEvent>
-#include <QScopeGuard>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -13,6 +12,7 @@
 #include "serial/uartmanager.h"
 #include "targetscreen.h"
 #include "tests/support/consolewithbox.h"
+#include "tests/support/fastlinkwatch.h"
 #include "tests/support/typelikeakeyboard.h"
 #include "vcamdesktop.h"
 
@@ -313,18 +313,9 @@ void TestTargetLoop::nothingStaysHeld()
     }
 
     // The controller stops answering: the console loses the link and reopens it.
-    const DeviceUartManager::WatchTiming saved = DeviceUartManager::watchTiming();
-    const auto restore = qScopeGuard([&] { DeviceUartManager::setWatchTiming(saved); });
-    DeviceUartManager::WatchTiming fast;
-    fast.heartbeatIntervalMs = 100;
-    fast.reopenPollMs = 50;
-    DeviceUartManager::setWatchTiming(fast);
-    DeviceUartManager *link =
-        UartManager::instance()->getDeviceUartManager(m_view->getCurrentDeviceDid());
-    const QString port = link->portName();
-    const int baud = link->baudRate();
-    m_view->closeSerialPort();
-    QVERIFY(m_view->openSerialPort(port, baud));
+    const FastLinkWatch watch(m_view);
+    QVERIFY(watch.reopened());
+    DeviceUartManager *link = watch.link();
     QSignalSpy lost(link, &DeviceUartManager::linkLost);
     QVERIFY(m_console.box().toggleReplies());
     QVERIFY(lost.wait(kLinkTimeoutMs));

@@ -17,6 +17,7 @@
 #include "serial/deviceuartmanager.h"
 #include "serial/uartmanager.h"
 #include "tests/support/consolewithbox.h"
+#include "tests/support/fastlinkwatch.h"
 #include "tests/support/typelikeakeyboard.h"
 
 namespace {
@@ -616,19 +617,9 @@ void TestTavroVideoKeyboard::minimisingStopsTheHook()
 void TestTavroVideoKeyboard::reopenedLinkLeavesNothingHeld()
 {
     QVERIFY(refocusConsole());
-    const DeviceUartManager::WatchTiming saved = DeviceUartManager::watchTiming();
-    const auto restore = qScopeGuard([&] { DeviceUartManager::setWatchTiming(saved); });
-    DeviceUartManager::WatchTiming fast;
-    fast.heartbeatIntervalMs = 100;
-    fast.reopenPollMs = 50;
-    DeviceUartManager::setWatchTiming(fast);
-    DeviceUartManager *link =
-        UartManager::instance()->getDeviceUartManager(m_view->getCurrentDeviceDid());
-    // The timing applies from the next open.
-    const QString port = link->portName();
-    const int baud = link->baudRate();
-    m_view->closeSerialPort();
-    QVERIFY(m_view->openSerialPort(port, baud));
+    const FastLinkWatch watch(m_view);
+    QVERIFY(watch.reopened());
+    DeviceUartManager *link = watch.link();
     QSignalSpy lost(link, &DeviceUartManager::linkLost);
     QSignalSpy opened(link, &DeviceUartManager::linkOpened);
 
