@@ -51,13 +51,21 @@ constexpr int kCellPitch = 14;
 constexpr int kCursorRows = 22;
 constexpr int kClickArm = 12;
 
+struct Bounds
+{
+    int x0, y0, x1, y1; // [x0, x1) x [y0, y1); empty when x0 >= x1 or y0 >= y1
+};
+
+// The rectangle's part inside the picture.
+Bounds clipped(const Picture &p, int x, int y, int w, int h)
+{
+    return {std::max(0, x), std::max(0, y), std::min(p.width, x + w), std::min(p.height, y + h)};
+}
+
 // Fills a clipped rectangle: luma exactly, chroma for every sample the rectangle touches.
 void fill(Picture &p, int x, int y, int w, int h, Yuv c)
 {
-    const int x0 = std::max(0, x);
-    const int y0 = std::max(0, y);
-    const int x1 = std::min(p.width, x + w);
-    const int y1 = std::min(p.height, y + h);
+    const auto [x0, y0, x1, y1] = clipped(p, x, y, w, h);
     if (x0 >= x1 || y0 >= y1)
         return;
     if (p.layout == Picture::Yuy2) {
@@ -91,10 +99,7 @@ void fill(Picture &p, int x, int y, int w, int h, Yuv c)
 // Sets luma only, so text takes the colour of what it is written on.
 void fillLuma(Picture &p, int x, int y, int w, int h, std::uint8_t luma)
 {
-    const int x0 = std::max(0, x);
-    const int y0 = std::max(0, y);
-    const int x1 = std::min(p.width, x + w);
-    const int y1 = std::min(p.height, y + h);
+    const auto [x0, y0, x1, y1] = clipped(p, x, y, w, h);
     if (x0 >= x1 || y0 >= y1)
         return;
     for (int r = y0; r < y1; ++r) {
