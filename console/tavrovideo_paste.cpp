@@ -72,8 +72,8 @@ void TavroVideo::pasteTextAsKeyEvents()
         qDebug().noquote() << "[key_pass] 目标布局无法输入的字符:" << m_pastePlan.skipped
                            << "个，例如:" << m_pastePlan.skippedPreview;
     // A Control or Alt still held on the target from the paste shortcut must not combine with
-    // the text; the first report lets go of everything else.
-    sendKeyValue(Qt::Key_Meta, 1);
+    // the text: the first report lets go of everything. It is the only report sent now: a second
+    // one before the target reads its keyboard would replace it.
     m_pastePlan.reports.prepend({0, 0, 0});
     m_pasteIntervalMs = interval;
     m_pasteNext = 0;
@@ -108,16 +108,14 @@ void TavroVideo::sendNextPasteReport()
     const int before = m_pasteNext == 0 ? 0 : m_pastePlan.reports.at(m_pasteNext - 1).character;
     const int done = report.character;
     const bool last = ++m_pasteNext >= m_pastePlan.reports.size();
-    if (done != before && !last)
-        emit statusBarMessageRequested(progressText(done, m_pastePlan.characters));
-    if (!isPasting())
-        return; // cancelled by whoever heard the progress
     if (last) {
         finishPaste(false);
         return;
     }
-    // Measured from this report's departure: each report stays at least the interval.
+    // Measured from this report's departure, not from after whatever the progress sets off.
     m_pasteTimer->start(m_pasteIntervalMs);
+    if (done != before)
+        emit statusBarMessageRequested(progressText(done, m_pastePlan.characters));
 }
 
 void TavroVideo::cancelPaste()

@@ -2,6 +2,7 @@
 
 #include <QAbstractTextDocumentLayout>
 #include <QDateTime>
+#include <QFontMetrics>
 #include <QHeaderView>
 #include <QPainter>
 #include <QStyledItemDelegate>
@@ -20,6 +21,8 @@ enum Column { TimeColumn, ContentColumn, ColumnCount };
 // Padding around the laid-out text of a cell, in pixels.
 constexpr int kCellPaddingX = 6;
 constexpr int kCellPaddingY = 4;
+
+constexpr char kTimeFormat[] = "yyyy-MM-dd hh:mm:ss.zzz";
 
 QString messageHtml(const QString &text)
 {
@@ -110,9 +113,31 @@ void MessageWidget::setupTable()
     table->setAlternatingRowColors(true);
     // Both columns, so the time lines up with the first line of its message.
     table->setItemDelegate(new RichTextDelegate(table));
+    // Every stamp has the same shape, so its column is sized once: sizing it to its contents
+    // would measure every row again for each new message.
     QHeaderView *header = table->horizontalHeader();
-    header->setSectionResizeMode(TimeColumn, QHeaderView::ResizeToContents);
+    header->setSectionResizeMode(TimeColumn, QHeaderView::Fixed);
     header->setStretchLastSection(true);
+    fitTimeColumn();
+}
+
+void MessageWidget::fitTimeColumn()
+{
+    QTableWidget *table = ui->msgTableWidget;
+    const QFontMetrics metrics(table->font());
+    QChar widestDigit = QLatin1Char('0');
+    for (char digit = '1'; digit <= '9'; ++digit) {
+        if (metrics.horizontalAdvance(QLatin1Char(digit)) > metrics.horizontalAdvance(widestDigit))
+            widestDigit = QLatin1Char(digit);
+    }
+    QString widestStamp = QLatin1String(kTimeFormat);
+    for (QChar &c : widestStamp) {
+        if (c.isLetter())
+            c = widestDigit;
+    }
+    const int stampWidth = metrics.horizontalAdvance(widestStamp) + 2 * kCellPaddingX;
+    const int headerWidth = table->horizontalHeader()->sectionSizeHint(TimeColumn);
+    table->setColumnWidth(TimeColumn, qMax(stampWidth, headerWidth) + 1);
 }
 
 void MessageWidget::appendMessage(const QString &text)
@@ -120,8 +145,8 @@ void MessageWidget::appendMessage(const QString &text)
     QTableWidget *table = ui->msgTableWidget;
     const int row = table->rowCount();
     table->insertRow(row);
-    auto *time = new QTableWidgetItem(
-        QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd hh:mm:ss.zzz")));
+    auto *time =
+        new QTableWidgetItem(QDateTime::currentDateTime().toString(QLatin1String(kTimeFormat)));
     time->setFlags(time->flags() & ~Qt::ItemIsEditable);
     auto *content = new QTableWidgetItem(text);
     content->setFlags(content->flags() & ~Qt::ItemIsEditable);
@@ -165,6 +190,13 @@ void MessageWidget::fitRowHeight(int row, int column)
     layOut(document, item->text(), table->font(), table->columnWidth(column));
     const int textHeight = int(std::ceil(document.size().height())) + 2 * kCellPaddingY;
     table->setRowHeight(row, qMax(table->verticalHeader()->minimumSectionSize(), textHeight));
+}
+
+void MessageWidget::changeEvent(QEvent *event)
+{
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::FontChange || event->type() == QEvent::StyleChange)
+        fitTimeColumn();
 }
 
 void MessageWidget::resizeEvent(QResizeEvent *event)

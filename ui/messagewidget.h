@@ -27,9 +27,12 @@ public slots:
 
 protected:
     void resizeEvent(QResizeEvent *event) override;
+    void changeEvent(QEvent *event) override;
 
 private:
     void fitRowHeight(int row, int column);
+    // The time column's width: the widest stamp the format can give, in the table's font.
+    void fitTimeColumn();
 
     Ui::MessageWidget *ui;
 };

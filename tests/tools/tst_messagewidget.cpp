@@ -1,5 +1,7 @@
 #include <QDateTime>
+#include <QPointer>
 #include <QPushButton>
+#include <QStyledItemDelegate>
 #include <QTableWidget>
 #include <QTest>
 
@@ -12,7 +14,35 @@ private slots:
     void rowsCarryTimeAndText();
     void richTextRowsFitTheirColumn();
     void clearEmptiesThePanel();
+    void appendingLaysOutOnlyTheNewRow();
 };
+
+namespace {
+
+// Forwards to the panel's own delegate and counts how many cells were measured.
+class CountingDelegate : public QStyledItemDelegate
+{
+public:
+    CountingDelegate(QAbstractItemDelegate *inner, QObject *parent)
+        : QStyledItemDelegate(parent), m_inner(inner)
+    {}
+    void paint(QPainter *painter, const QStyleOptionViewItem &option,
+               const QModelIndex &index) const override
+    {
+        m_inner->paint(painter, option, index);
+    }
+    QSize sizeHint(const QStyleOptionViewItem &option, const QModelIndex &index) const override
+    {
+        ++measured;
+        return m_inner->sizeHint(option, index);
+    }
+    mutable int measured = 0;
+
+private:
+    QPointer<QAbstractItemDelegate> m_inner;
+};
+
+} // namespace
 
 void TestMessageWidget::rowsCarryTimeAndText()
 {
@@ -73,6 +103,30 @@ void TestMessageWidget::clearEmptiesThePanel()
     QCOMPARE(table->rowCount(), 1);
     panel.clearMessages();
     QCOMPARE(table->rowCount(), 0);
+}
+
+// A long paste reports its progress once per character: the panel must not measure every earlier
+// row again for each new one.
+void TestMessageWidget::appendingLaysOutOnlyTheNewRow()
+{
+    MessageWidget panel(nullptr);
+    panel.resize(900, 400);
+    panel.show();
+    auto *table = panel.findChild<QTableWidget *>("msgTableWidget");
+    auto *counting = new CountingDelegate(table->itemDelegate(), table);
+    table->setItemDelegate(counting);
+    for (int n = 1; n <= 300; ++n)
+        panel.appendMessage(QStringLiteral("%1 / 300").arg(n));
+    QCoreApplication::processEvents();
+
+    counting->measured = 0;
+    panel.appendMessage(QStringLiteral("<b>粘贴完成</b>"));
+    QCoreApplication::processEvents();
+    QVERIFY2(counting->measured <= 2, qPrintable(QString::number(counting->measured)));
+
+    // The time column still shows its whole stamp.
+    const QString stamp = table->item(300, 0)->text();
+    QVERIFY(table->columnWidth(0) >= table->fontMetrics().horizontalAdvance(stamp));
 }
 
 QTEST_MAIN(TestMessageWidget)
