@@ -137,7 +137,7 @@ void MessageWidget::fitTimeColumn()
     }
     const int stampWidth = metrics.horizontalAdvance(widestStamp) + 2 * kCellPaddingX;
     const int headerWidth = table->horizontalHeader()->sectionSizeHint(TimeColumn);
-    table->setColumnWidth(TimeColumn, qMax(stampWidth, headerWidth) + 1);
+    table->setColumnWidth(TimeColumn, qMax(stampWidth, headerWidth) + 1); // + the grid line
 }
 
 void MessageWidget::appendMessage(const QString &text)
